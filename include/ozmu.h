@@ -1,0 +1,395 @@
+/*
+ * libozmu: multimedia support library (C API).
+ *
+ * One header, valid C99 and C++, one section per family. Every exported routine carries the
+ * `ozmu_` prefix (one exception: bilinear_rsz_step_size). Failing operations return a negative
+ * OZMU_ code; creators return a handle or null and write the code through an optional last
+ * `int *err`, never through a null one. Kernels trust their arguments and check nothing.
+ */
+#ifndef OZMU_H
+#define OZMU_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#if defined(__GNUC__) || defined(__clang__)
+#define OZMU_API __attribute__((visibility("default")))
+#else
+#define OZMU_API
+#endif
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ============================================================================================
+ * Return codes
+ * ========================================================================================== */
+#define OZMU_OK 0
+#define OZMU_ERR_FAIL (-1)            /* low-level failure: callbacks, sysfs read, abandon value */
+#define OZMU_ERR_FAIL_SUFFIX (-2)     /* bit reader: refill failed inside an Exp-Golomb suffix */
+#define OZMU_ERR_MALLOC (-102)        /* memory could not be obtained, or what is held is too small */
+#define OZMU_ERR_INVALID_ARG (-105)   /* null object, missing callback, empty data */
+#define OZMU_ERR_ALLOC_FRAME (-203)   /* frame or sample payload allocation returned null */
+#define OZMU_ERR_ALLOC_BUF (-204)     /* bitstream buffer allocation returned null */
+#define OZMU_ERR_UNSUPPORTED_CS (-211) /* colour format unknown or not handled by the operation */
+
+/* ============================================================================================
+ * Public record and type names (layouts follow in each family's section)
+ * ========================================================================================== */
+typedef struct ozmu_imgb ozmu_imgb;
+typedef struct ozmu_audb ozmu_audb;
+typedef struct ozmu_bitb ozmu_bitb;
+typedef struct ozmu_mfal ozmu_mfal;
+typedef struct ozmu_vdata ozmu_vdata;
+typedef struct ozmu_bsr ozmu_bsr;
+typedef struct ozmu_bsw ozmu_bsw;
+typedef struct ozmu_irsz_param ozmu_irsz_param;
+typedef struct ozmu_list ozmu_list;
+typedef struct ozmu_rbuf ozmu_rbuf;
+typedef struct ozmu_rlist ozmu_rlist;
+typedef struct ozmu_md5_ctx ozmu_md5_ctx;
+
+/* Conversion kernel: src planes, src_w, src_h, src_stride, src_cs, dst planes, dst_w, dst_h,
+ * dst_stride, dst_cs. Strides are in bytes. */
+typedef void (*ozmu_fn_csc)(uint8_t *src[4], int src_w, int src_h, int src_stride[4], int src_cs,
+                            uint8_t *dst[4], int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+
+/* Payload allocation callbacks shared by image, audio and bit buffers. `alloc` may report a
+ * second 64-bit address of the memory in *aux; `free` receives it back. */
+typedef void *(*ozmu_fn_alloc)(int size, uint64_t *aux);
+typedef void (*ozmu_fn_free)(void *base, uint64_t aux);
+
+/* ============================================================================================
+ * Core: aligned allocation, atomics, wait/wake, bit helpers
+ * ========================================================================================== */
+
+/* 32-byte aligned block of at least `size` bytes, or null. The size is added to in 32-bit
+ * arithmetic: sizes from 0x7FFFFFE0 to 0xFFFFFFDF fail; larger ones wrap to a block of only
+ * (size + 32) mod 2^32 bytes.
+ * Free only with ozmu_mfree_align32. The _fast_ names are the same entry points. */
+OZMU_API void *ozmu_malloc_align32(uint32_t size);
+OZMU_API void *ozmu_malloc_fast_align32(uint32_t size);
+OZMU_API void ozmu_mfree_align32(void *ptr);      /* null is ignored */
+OZMU_API void ozmu_mfree_fast_align32(void *ptr);
+
+/* Acquire/release atomic increment and decrement; return the new value (no clamping). */
+OZMU_API int ozmu_atomic_inc(int *p);
+OZMU_API int ozmu_atomic_dec(int *p);
+
+/* Blocks until *p == value (returns 0) or *p == -1 (returns -1; checked first). No time-out. */
+OZMU_API int ozmu_sync_wait(int *p, int value);
+/* Stores value into *p unless it is already there, then wakes every waiter. Returns 0. */
+OZMU_API int ozmu_sync_wake(int *p, int value);
+
+/* Leading zero bits of a 32-bit word, 0..32. */
+OZMU_API int ozmu_bsr_clz_in_code(uint32_t code);
+/* ceil(log2 x); 0 gives 0. */
+OZMU_API int ozmu_ceil_log2(uint32_t x);
+/* floor(log2 x); 0 gives -1. */
+OZMU_API int ozmu_floor_log2(uint32_t x);
+
+/* ============================================================================================
+ * Core: fill and copy
+ *
+ * Fast routines with fixed size shapes; nothing is checked and a size outside a routine's
+ * shape makes it write elsewhere than asked. Pointers need no alignment. Sizes in bytes unless
+ * named otherwise; strides in the unit of the width.
+ * ========================================================================================== */
+
+/* ceil(n / 128) * 128 bytes, at least 128. */
+OZMU_API void ozmu_mset_x128(void *dst, int value, int n);
+/* (n >> 7) * 128 bytes; n >= 128; the remainder below 128 is not written. */
+OZMU_API void ozmu_mset_x64(void *dst, int value, int64_t n);
+/* Exactly n bytes, n >= 1. */
+OZMU_API void ozmu_mset_x64a(void *dst, int value, int64_t n);
+/* (n >> 5) * 32 bytes; n >= 32. */
+OZMU_API void ozmu_mset_x32(void *dst, int value, int n);
+/* Exactly n bytes, n >= 32. */
+OZMU_API void ozmu_mset_x32ax4(void *dst, int value, int n);
+/* Zeroes n bytes; n a positive multiple of 64. */
+OZMU_API void ozmu_mclr_x64(void *dst, int n);
+/* Exactly n 16-bit samples, n >= 1 (n = 0 still writes 3). */
+OZMU_API void ozmu_mset16(void *dst, int value, int n);
+/* width x height bytes; width >= 64. */
+OZMU_API void ozmu_mcpy_pic(void *dst, const void *src, int dst_stride, int src_stride, int width,
+                            int height);
+/* width x height 16-bit samples, width >= 32; a row's remainder below 32 samples is moved twice
+ * over: remainder r copies 2r samples. */
+OZMU_API void ozmu_mcpy_pic_16(void *dst, const void *src, int dst_stride, int src_stride,
+                               int width, int height);
+/* Block of width 2, 4, 6, 8, 12, 16, 24, 32 or 48 bytes (any other width copies 64 bytes a row);
+ * height a multiple of 4 for widths 16, 24 and 32, of 2 otherwise. */
+OZMU_API void ozmu_mcpy_blk(void *dst, const void *src, int dst_stride, int src_stride, int width,
+                            int height);
+/* The same in 16-bit samples (strides in samples). Any other width copies 64 samples a row, each
+ * row starting 24 samples further right than the stride alone would place it. */
+OZMU_API void ozmu_mcpy_blk_16(void *dst, const void *src, int dst_stride, int src_stride,
+                               int width, int height);
+
+/* ============================================================================================
+ * Core: system helpers
+ * ========================================================================================== */
+
+/* Build stamp "Mmm dd yyyy hh:mm:ss\n" in a static 64-byte buffer. */
+OZMU_API const char *ozmu_version(void);
+/* Writes "/tmp/" (6 bytes with the terminator) and returns 5. */
+OZMU_API int ozmu_get_temp_path(char *buf);
+/* Hardware address of wlan<index> from sysfs into addr[0..5]; addr[6] and addr[7] are 0x2F on
+ * success. Returns 0, or -1 with all 8 bytes cleared. */
+OZMU_API int ozmu_get_mac_addr(int index, uint8_t addr[8]);
+
+/* ============================================================================================
+ * Media buffers: colour formats and plane geometry
+ * ========================================================================================== */
+
+/* Planar formats, 10..99 */
+#define OZMU_CS_YUV400 10
+#define OZMU_CS_YUV420 11
+#define OZMU_CS_YUV422 12
+#define OZMU_CS_YUV444 13
+#define OZMU_CS_YUV440 18
+#define OZMU_CS_YUV400_16 20
+#define OZMU_CS_YUV411 22
+#define OZMU_CS_YUV420A8 41
+#define OZMU_CS_YUV422A8 42
+#define OZMU_CS_YUV444A8 43
+#define OZMU_CS_YUV440A8 44
+#define OZMU_CS_P010 60
+#define OZMU_CS_P210 61
+#define OZMU_CS_P410 62
+#define OZMU_CS_P010X 63
+#define OZMU_CS_P210X 64
+/* Packed formats, 100..599: bytes per pixel from the hundred (1xx, 2xx: 2; 3xx, 5xx: 4; 4xx: 3) */
+#define OZMU_CS_RGB565 200
+#define OZMU_CS_RGB888 400
+#define OZMU_CS_RGB888X 401
+#define OZMU_CS_RGBA5658 430
+#define OZMU_CS_RGBA8888 500
+#define OZMU_CS_BGRA8888 501
+#define OZMU_CS_ARGB8888 502
+/* Known only to the converters */
+#define OZMU_CS_R8G8B8 600
+#define OZMU_CS_R10G10B10 603
+#define OZMU_CS_RGB565A8 650
+#define OZMU_CS_R8G8B8A8 700
+
+/* Alignment and padding words: one per plane, high 16 bits horizontal (samples), low 16 bits
+ * vertical (rows). Alignments are powers of two. */
+#define OZMU_HV(h, v) ((((uint32_t)(h)) << 16) | ((uint32_t)(v) & 0xFFFFu))
+
+/* Plane counts and sizes. On entry w[0], h[0] hold the picture size; fills the further planes'
+ * sizes, *planes and elem[] (high half bytes per sample, low half 1). Planar formats and 400. */
+OZMU_API int ozmu_imgb_get_dimension(int cs, int w[4], int h[4], int *planes, uint32_t elem[4]);
+
+/* Whole geometry: clears *rec and fills its size, format, strides, row counts, aligned size of
+ * plane 0 and frame_size. align and pad are optional; without pad, padx_bytes and pady_rows are
+ * not written. Returns 0 or OZMU_ERR_UNSUPPORTED_CS. */
+OZMU_API int ozmu_imgb_get_info(int cs, int width, int height, const uint32_t *align,
+                                const uint32_t *pad, int w[4], int h[4], int aw[4], int ah[4],
+                                int padx_bytes[4], int pady_rows[4], int *planes, uint32_t elem[4],
+                                ozmu_imgb *rec);
+
+/* ============================================================================================
+ * Media buffers: image buffer
+ * ========================================================================================== */
+
+/* Every counted object (image, audio and bit buffers, mfal) starts with these four members.
+ * addref/getref/release return the count (after the operation) or OZMU_ERR_INVALID_ARG for a
+ * null object; the release that reaches 0 frees the payload and the record. */
+#define OZMU_COUNTED_HEADER(type)                                                                  \
+    int refcnt;                                                                                    \
+    int (*addref)(type *obj);                                                                      \
+    int (*getref)(type *obj);                                                                      \
+    int (*release)(type *obj)
+
+struct ozmu_imgb {
+    OZMU_COUNTED_HEADER(ozmu_imgb);
+    int width, height;        /* picture size as created */
+    int x, y;                 /* picture origin, set by the caller (image digest only) */
+    int cs;                   /* colour format */
+    int stride[4];            /* bytes from row to row, padding included */
+    int rows[4];              /* rows per plane, aligned height plus both vertical borders */
+    void *plane[4];           /* first visible sample of each plane */
+    uint64_t plane_aux[4];    /* second address of each plane (see ozmu_imgb_create) */
+    int32_t reserved[8];      /* zeroed at creation, otherwise untouched */
+    int aligned_width, aligned_height; /* plane 0, without padding */
+    ozmu_fn_alloc frame_alloc;
+    ozmu_fn_free frame_free;
+    void *frame_base[4];      /* start of each plane's memory (top-left corner of its border) */
+    uint64_t frame_aux[4];    /* auxiliary value of each plane's start */
+    uint32_t frame_size;      /* total bytes of the frame */
+};
+
+#define OZMU_IMGB_OPT_CLEAR_ALIGN 1 /* zero the columns and rows between visible and aligned size */
+#define OZMU_IMGB_OPT_CLEAR_PAD 2   /* zero the padding border of every plane */
+
+/* Creates an image of one allocation, planes in order, each with its alignment and a border of
+ * pad[i] on every side. frame_alloc/frame_free are optional as a pair (default: the aligned
+ * allocator with aux 0). plane_aux[i] and frame_aux[i] advance with the plane offsets from the
+ * allocator's aux even when it is 0. Errors: -105 (alloc without free), -102, -211, -203. */
+OZMU_API ozmu_imgb *ozmu_imgb_create(int width, int height, int cs, int opt, const uint32_t *align,
+                                     const uint32_t *pad, ozmu_fn_alloc frame_alloc,
+                                     ozmu_fn_free frame_free, int *err);
+
+/* Applies OZMU_IMGB_OPT_* bits to an image whose planes are set, using the per-plane outputs of
+ * ozmu_imgb_get_info. pad may be null only without OZMU_IMGB_OPT_CLEAR_PAD. A packed image's rows
+ * below the picture are cleared for aw bytes only. Returns 0 or -211. */
+OZMU_API int ozmu_imgb_option(ozmu_imgb *img, unsigned char opt, int planes, const int *w,
+                              const int *h, const int *aw, const int *ah, const uint32_t *pad,
+                              const uint32_t *elem);
+
+/* Re-describes the existing frame for a new shape if it fits (frame_size and callbacks kept).
+ * Returns 0, -102 (too large) or -211; on failure the image is unchanged. */
+OZMU_API int ozmu_imgb_rebirth(ozmu_imgb *img, int width, int height, int cs, int opt,
+                               const uint32_t *align, const uint32_t *pad);
+
+/* ============================================================================================
+ * Media buffers: border expansion
+ * ========================================================================================== */
+
+/* Fills each plane's border by edge replication; pad[i] as at creation. 8-bit formats 10, 11,
+ * 12, 13, 18, 22, 41..44 and 16-bit formats 20, 60..64; anything else returns -211. */
+OZMU_API int ozmu_imgb_expand(ozmu_imgb *img, const uint32_t *pad);
+/* Copies len bytes from src count times back to back from dst. */
+OZMU_API void ozmu_imgb_expand_hor(const void *src, void *dst, int len, int count);
+/* For each of rows rows (stride bytes apart), sets count bytes at dst to the byte at src. */
+OZMU_API void ozmu_imgb_expand_ver(const uint8_t *src, uint8_t *dst, int rows, int stride,
+                                   int count);
+/* The same with 16-bit samples; the row step is stride rounded up to even bytes. */
+OZMU_API void ozmu_imgb_expand_ver_16(const uint16_t *src, uint16_t *dst, int rows, int stride,
+                                      int count);
+
+/* ============================================================================================
+ * Media buffers: audio buffer, bit buffer, mfal, vdata
+ * ========================================================================================== */
+
+struct ozmu_audb {
+    OZMU_COUNTED_HEADER(ozmu_audb);
+    int num[8];           /* samples per buffer */
+    int size[8];          /* bytes per buffer */
+    void *buf[8];
+    uint64_t buf_aux[8];
+    int channels;
+    int bits;             /* bits per sample */
+    int32_t rate;         /* caller's value, not read */
+    int interleaved;      /* 1: all channels in buf[0] */
+    int layout;           /* 1..99: interleaved */
+    ozmu_fn_alloc buf_alloc;
+    ozmu_fn_free buf_free;
+};
+
+struct ozmu_bitb {
+    OZMU_COUNTED_HEADER(ozmu_bitb);
+    void *buf;
+    uint64_t buf_aux;
+    int bsize;            /* second creation argument */
+    int32_t reserved[9];  /* cleared at creation */
+    ozmu_fn_alloc buf_alloc;
+    ozmu_fn_free buf_free;
+};
+
+struct ozmu_mfal {
+    OZMU_COUNTED_HEADER(ozmu_mfal);
+    uint64_t user[28];    /* zeroed area for the caller */
+};
+
+struct ozmu_vdata {
+    uint32_t tag;
+    int size;
+    void *data;           /* owned copy: size bytes and two zero bytes */
+};
+
+/* Audio buffer: layout outside 1..99 gives one buffer per channel (at most 8) of
+ * ((bits + 7) >> 3) * samples bytes; inside, one interleaved buffer for all channels. The
+ * reserved argument is ignored. Errors: -102, -203. */
+OZMU_API ozmu_audb *ozmu_audb_create(int samples, int channels, int bits, int rate, int layout,
+                                     uint64_t reserved, ozmu_fn_alloc buf_alloc,
+                                     ozmu_fn_free buf_free, int *err);
+/* Bit buffer of alloc_size bytes (default: plain malloc). With a caller's buf_alloc, buf_free is
+ * taken as given, even null (the buffer is then not freed). Errors: -102, -204. */
+OZMU_API ozmu_bitb *ozmu_bitb_create(int alloc_size, int bsize, uint64_t reserved,
+                                     ozmu_fn_alloc buf_alloc, ozmu_fn_free buf_free, int *err);
+/* Bare counted record with a zeroed caller area. Errors: -102. */
+OZMU_API ozmu_mfal *ozmu_mfal_create(uint64_t reserved, int *err);
+
+/* Copies src's blob into dst (dst's old data is not freed). -105 if src->size < 1, -102. */
+OZMU_API int ozmu_vdata_cpy(ozmu_vdata *dst, const ozmu_vdata *src);
+/* Owns a copy of size bytes of data plus two zero bytes. -105 if data is null or size < 1, -102. */
+OZMU_API int ozmu_vdata_set(ozmu_vdata *v, const void *data, int size, int tag);
+/* Frees the copy and clears the record; null is ignored. */
+OZMU_API void ozmu_vdata_free(ozmu_vdata *v);
+
+/* ============================================================================================
+ * Bitstream reader
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Bitstream writer
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Colour conversion: tables and selector
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Colour conversion: kernels
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Colour conversion: bilinear scaling
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Image resizer
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Block metrics: SAD
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Block metrics: differences
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Block metrics: SSD, Hadamard, SATD
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Containers: linked list
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Containers: ring buffer
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Containers: slot list
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Text: string scanning and tokenising
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Text: URI parsing and escaping
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Media identification: FourCC to media type
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * Media identification: key frames
+ * ========================================================================================== */
+
+/* ============================================================================================
+ * MD5
+ * ========================================================================================== */
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* OZMU_H */

@@ -1,0 +1,15 @@
+#!/usr/bin/env bash
+# Builds and runs every test suite: host (Release), host with ASan+UBSan, and AArch64 under qemu.
+#   scripts/test.sh [host] [asan] [arm64]     (default: all three)
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source scripts/deps.sh
+suites=("$@")
+[ ${#suites[@]} -gt 0 ] || suites=(host asan arm64)
+packages=("${OZMU_HOST_PACKAGES[@]}")
+[[ " ${suites[*]} " == *" arm64 "* ]] && packages+=("${OZMU_CROSS_PACKAGES[@]}")
+ozmu_need_packages "${packages[@]}"
+for suite in "${suites[@]}"; do
+  echo "=== $suite"
+  cmake --workflow --preset "$suite"
+done

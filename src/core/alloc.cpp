@@ -1,0 +1,44 @@
+// 32-byte aligned allocation. The raw malloc pointer sits in the 8 bytes just before the block.
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+
+#include "core/dispatch.h"
+#include "ozmu.h"
+
+namespace {
+constexpr int64_t kMinRequest = 40;
+}
+
+extern "C" {
+
+void *ozmu_malloc_align32(uint32_t size)
+{
+    // The request is formed in 32 bits and sign-extended on purpose: callers rely on sizes from
+    // 0x7FFFFFE0 to 0xFFFFFFDF (a negative sum, an enormous request) failing, and on larger ones
+    // wrapping to small blocks.
+    const auto padded = static_cast<int32_t>(size + 32u);
+    if (padded < 0)
+        return nullptr;  // what malloc answers for a sign-extended request
+    // A wrapped sum gives fewer than 40 bytes, too few to hold the block's own header slot (up
+    // to 39 bytes in): raise it to the least that keeps the result a valid, freeable block.
+    const int64_t request = std::max<int64_t>(int64_t{padded} + 8, kMinRequest);
+    auto *raw = static_cast<unsigned char *>(std::malloc(static_cast<size_t>(request)));
+    if (!raw)
+        return nullptr;
+    const uintptr_t block = (reinterpret_cast<uintptr_t>(raw) + 39u) & ~static_cast<uintptr_t>(31u);
+    auto *aligned = raw + (block - reinterpret_cast<uintptr_t>(raw));
+    reinterpret_cast<void **>(aligned)[-1] = raw;
+    return aligned;
+}
+
+void ozmu_mfree_align32(void *ptr)
+{
+    if (ptr)
+        std::free(static_cast<void **>(ptr)[-1]);
+}
+
+void *ozmu_malloc_fast_align32(uint32_t size) OZMU_ALIAS(ozmu_malloc_align32);
+void ozmu_mfree_fast_align32(void *ptr) OZMU_ALIAS(ozmu_mfree_align32);
+
+}  // extern "C"
