@@ -1,11 +1,12 @@
 #!/usr/bin/env bash
-# Builds and runs every test suite: host (Release), host with ASan+UBSan, and AArch64 under qemu.
-#   scripts/test.sh [host] [asan] [arm64]     (default: all three)
+# Builds and runs every test suite: host (Release), host with ASan+UBSan, the concurrency tests
+# under ThreadSanitizer, and AArch64 under qemu.
+#   scripts/test.sh [host] [asan] [tsan] [arm64]     (default: all four)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/deps.sh
 suites=("$@")
-[ ${#suites[@]} -gt 0 ] || suites=(host asan arm64)
+[ ${#suites[@]} -gt 0 ] || suites=(host asan tsan arm64)
 packages=("${OZMU_HOST_PACKAGES[@]}")
 [[ " ${suites[*]} " == *" arm64 "* ]] && packages+=("${OZMU_CROSS_PACKAGES[@]}")
 ozmu_need_packages "${packages[@]}"
