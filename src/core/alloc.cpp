@@ -1,14 +1,9 @@
 // 32-byte aligned allocation. The raw malloc pointer sits in the 8 bytes just before the block.
-#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 
 #include "core/dispatch.h"
 #include "ozmu.h"
-
-namespace {
-constexpr int64_t kMinRequest = 40;
-}
 
 extern "C" {
 
@@ -20,9 +15,11 @@ void *ozmu_malloc_align32(uint32_t size)
     const auto padded = static_cast<int32_t>(size + 32u);
     if (padded < 0)
         return nullptr;  // what malloc answers for a sign-extended request
-    // A wrapped sum gives fewer than 40 bytes, too few to hold the block's own header slot (up
-    // to 39 bytes in): raise it to the least that keeps the result a valid, freeable block.
-    const int64_t request = std::max<int64_t>(int64_t{padded} + 8, kMinRequest);
+    // A wrapped sum (sizes from 0xFFFFFFE0) is smaller than the header offset of up to 39
+    // bytes: give it that room too, so the block still holds its (size + 32) mod 2^32 bytes.
+    int64_t request = int64_t{padded} + 8;
+    if (padded < 32)
+        request += 32;
     auto *raw = static_cast<unsigned char *>(std::malloc(static_cast<size_t>(request)));
     if (!raw)
         return nullptr;
