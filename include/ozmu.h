@@ -105,25 +105,27 @@ OZMU_API void ozmu_mset_x64(void *dst, int value, int64_t n);
 OZMU_API void ozmu_mset_x64a(void *dst, int value, int64_t n);
 /* (n >> 5) * 32 bytes; n >= 32. */
 OZMU_API void ozmu_mset_x32(void *dst, int value, int n);
-/* Exactly n bytes, n >= 32. */
+/* Exactly n bytes, n >= 32 (the first 32 are written whatever n is). */
 OZMU_API void ozmu_mset_x32ax4(void *dst, int value, int n);
 /* Zeroes n bytes; n a positive multiple of 64. */
 OZMU_API void ozmu_mclr_x64(void *dst, int n);
 /* Exactly n 16-bit samples, n >= 1 (n = 0 still writes 3). */
 OZMU_API void ozmu_mset16(void *dst, int value, int n);
-/* width x height bytes; width >= 64. */
+/* width x height bytes; width >= 64 (width * height >= 64 when width equals both strides). */
 OZMU_API void ozmu_mcpy_pic(void *dst, const void *src, int dst_stride, int src_stride, int width,
                             int height);
-/* width x height 16-bit samples, width >= 32; a row's remainder below 32 samples is moved twice
- * over: remainder r copies 2r samples. */
+/* width x height 16-bit samples, width >= 32. The samples past the last whole 32-sample step,
+ * r = width % 32 per row (r = width * height % 32 when width equals both strides, the picture
+ * then being one run), are copied twice over: 2r samples, running r samples past the row or run
+ * in both planes. A row remainder of exactly 16 samples is copied as is. */
 OZMU_API void ozmu_mcpy_pic_16(void *dst, const void *src, int dst_stride, int src_stride,
                                int width, int height);
 /* Block of width 2, 4, 6, 8, 12, 16, 24, 32 or 48 bytes (any other width copies 64 bytes a row);
  * height a multiple of 4 for widths 16, 24 and 32, of 2 otherwise. */
 OZMU_API void ozmu_mcpy_blk(void *dst, const void *src, int dst_stride, int src_stride, int width,
                             int height);
-/* The same in 16-bit samples (strides in samples). Any other width copies 64 samples a row, each
- * row starting 24 samples further right than the stride alone would place it. */
+/* The same in 16-bit samples (strides in samples). Any other width copies 64 samples a row and
+ * row y starts 24 * y samples right of y * stride, in both planes. */
 OZMU_API void ozmu_mcpy_blk_16(void *dst, const void *src, int dst_stride, int src_stride,
                                int width, int height);
 
@@ -226,15 +228,18 @@ struct ozmu_imgb {
 
 /* Creates an image of one allocation, planes in order, each with its alignment and a border of
  * pad[i] on every side. frame_alloc/frame_free are optional as a pair (default: the aligned
- * allocator with aux 0). plane_aux[i] and frame_aux[i] advance with the plane offsets from the
- * allocator's aux even when it is 0. Errors: -105 (alloc without free), -102, -211, -203. */
+ * allocator with aux 0). frame_aux[i] and plane_aux[i] advance from the allocator's aux by the
+ * plane sizes even when it is 0 (later planes then hold their byte offset in the frame); the
+ * border offset is added to plane_aux[i] only when the advanced value is non-zero.
+ * Errors: -105 (alloc without free), -102, -211, -203. */
 OZMU_API ozmu_imgb *ozmu_imgb_create(int width, int height, int cs, int opt, const uint32_t *align,
                                      const uint32_t *pad, ozmu_fn_alloc frame_alloc,
                                      ozmu_fn_free frame_free, int *err);
 
 /* Applies OZMU_IMGB_OPT_* bits to an image whose planes are set, using the per-plane outputs of
- * ozmu_imgb_get_info. pad may be null only without OZMU_IMGB_OPT_CLEAR_PAD. A packed image's rows
- * below the picture are cleared for aw bytes only. Returns 0 or -211. */
+ * ozmu_imgb_get_info. A null pad means no border: OZMU_IMGB_OPT_CLEAR_PAD then clears nothing. A
+ * packed image's rows below the picture are cleared for aw bytes only. Bit 1 with a format
+ * outside 10..599 returns -211 before anything is cleared; otherwise 0. */
 OZMU_API int ozmu_imgb_option(ozmu_imgb *img, unsigned char opt, int planes, const int *w,
                               const int *h, const int *aw, const int *ah, const uint32_t *pad,
                               const uint32_t *elem);
@@ -253,7 +258,8 @@ OZMU_API int ozmu_imgb_rebirth(ozmu_imgb *img, int width, int height, int cs, in
 OZMU_API int ozmu_imgb_expand(ozmu_imgb *img, const uint32_t *pad);
 /* Copies len bytes from src count times back to back from dst. */
 OZMU_API void ozmu_imgb_expand_hor(const void *src, void *dst, int len, int count);
-/* For each of rows rows (stride bytes apart), sets count bytes at dst to the byte at src. */
+/* For each of rows rows (stride bytes apart), sets count bytes at dst to the byte at src.
+ * count < 1 writes nothing (here and in the 16-bit form). */
 OZMU_API void ozmu_imgb_expand_ver(const uint8_t *src, uint8_t *dst, int rows, int stride,
                                    int count);
 /* The same with 16-bit samples; the row step is stride rounded up to even bytes. */
@@ -302,7 +308,8 @@ struct ozmu_vdata {
 
 /* Audio buffer: layout outside 1..99 gives one buffer per channel (at most 8) of
  * ((bits + 7) >> 3) * samples bytes; inside, one interleaved buffer for all channels. The
- * reserved argument is ignored. Errors: -102, -203. */
+ * reserved argument is ignored. With a caller's buf_alloc, buf_free is taken as given; a null
+ * one leaves the buffers to the caller. Errors: -102, -203. */
 OZMU_API ozmu_audb *ozmu_audb_create(int samples, int channels, int bits, int rate, int layout,
                                      uint64_t reserved, ozmu_fn_alloc buf_alloc,
                                      ozmu_fn_free buf_free, int *err);
@@ -313,9 +320,11 @@ OZMU_API ozmu_bitb *ozmu_bitb_create(int alloc_size, int bsize, uint64_t reserve
 /* Bare counted record with a zeroed caller area. Errors: -102. */
 OZMU_API ozmu_mfal *ozmu_mfal_create(uint64_t reserved, int *err);
 
-/* Copies src's blob into dst (dst's old data is not freed). -105 if src->size < 1, -102. */
+/* Copies src's blob into dst (dst's old data is not freed). -105 for a null record or blob or
+ * src->size < 1; -102. */
 OZMU_API int ozmu_vdata_cpy(ozmu_vdata *dst, const ozmu_vdata *src);
-/* Owns a copy of size bytes of data plus two zero bytes. -105 if data is null or size < 1, -102. */
+/* Owns a copy of size bytes of data plus two zero bytes (v's old data is not freed). -105 if v
+ * or data is null or size < 1; -102 (v->data is then null). */
 OZMU_API int ozmu_vdata_set(ozmu_vdata *v, const void *data, int size, int tag);
 /* Frees the copy and clears the record; null is ignored. */
 OZMU_API void ozmu_vdata_free(ozmu_vdata *v);
