@@ -307,3 +307,29 @@ struct MemKernels {
 };
 
 }  // namespace ozmu::simd
+
+// Defines a namespace's entry points (declared in core/mem.h) over MemKernels<V>.
+#define OZMU_DEFINE_MEM_KERNELS(K)                                                                 \
+    void mset_x128(void *dst, int value, int n) { K::mset_x128(dst, value, n); }                   \
+    void mset_x64(void *dst, int value, int64_t n) { K::mset_x64(dst, value, n); }                 \
+    void mset_x64a(void *dst, int value, int64_t n) { K::mset_x64a(dst, value, n); }               \
+    void mset_x32(void *dst, int value, int n) { K::mset_x32(dst, value, n); }                     \
+    void mset_x32ax4(void *dst, int value, int n) { K::mset_x32ax4(dst, value, n); }               \
+    void mclr_x64(void *dst, int n) { K::mclr_x64(dst, n); }                                       \
+    void mset16(void *dst, int value, int n) { K::mset16(dst, value, n); }                         \
+    void mcpy_pic(void *dst, const void *src, int ds, int ss, int width, int height)               \
+    {                                                                                              \
+        K::mcpy_pic(dst, src, ds, ss, width, height);                                              \
+    }                                                                                              \
+    void mcpy_pic_16(void *dst, const void *src, int ds, int ss, int width, int height)            \
+    {                                                                                              \
+        K::mcpy_pic_16(dst, src, ds, ss, width, height);                                           \
+    }                                                                                              \
+    void mcpy_blk(void *dst, const void *src, int ds, int ss, int width, int height)               \
+    {                                                                                              \
+        K::template mcpy_blk<1>(dst, src, ds, ss, width, height);                                  \
+    }                                                                                              \
+    void mcpy_blk_16(void *dst, const void *src, int ds, int ss, int width, int height)            \
+    {                                                                                              \
+        K::template mcpy_blk<2>(dst, src, ds, ss, width, height);                                  \
+    }
