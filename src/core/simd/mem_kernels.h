@@ -219,6 +219,10 @@ struct MemKernels {
         fill_tail(p + chunks, v, pattern, bytes - chunks);
     }
 
+    // Picture copy of B-byte samples: 64-byte steps, then the tail. The 16-bit tail loop counts
+    // bytes but moves a sample per count, so a tail of r bytes moves 2r, except a row's exact
+    // 32-byte case, which is one 32-byte copy.
+    template <int B>
     static void mcpy_pic(void *dst, const void *src, int dst_stride, int src_stride, int width,
                          int height)
     {
@@ -227,42 +231,19 @@ struct MemKernels {
         if (height <= 0)
             return;
         if (width == dst_stride && width == src_stride) {
-            const int64_t left = copy_steps(d, s, int64_t{width} * height);
+            const int64_t left = copy_steps(d, s, B * int64_t{width} * height);
             if (left > 0)
-                copy_tail(d, s, left);
+                copy_tail(d, s, B * left);
             return;
         }
         for (int y = 0; y < height; ++y) {
-            uint8_t *row_d = d + ptrdiff_t{dst_stride} * y;
-            const uint8_t *row_s = s + ptrdiff_t{src_stride} * y;
-            const int64_t left = copy_steps(row_d, row_s, width);
-            if (left > 0)
-                copy_tail(row_d, row_s, left);
-        }
-    }
-
-    static void mcpy_pic_16(void *dst, const void *src, int dst_stride, int src_stride, int width,
-                            int height)
-    {
-        auto *d = static_cast<uint8_t *>(dst);
-        const auto *s = static_cast<const uint8_t *>(src);
-        if (height <= 0)
-            return;
-        // The tail loop counts bytes but moves a sample per count: a tail of r bytes moves 2r.
-        if (width == dst_stride && width == src_stride) {
-            const int64_t left = copy_steps(d, s, 2 * int64_t{width} * height);
-            if (left > 0)
-                copy_tail(d, s, 2 * left);
-            return;
-        }
-        for (int y = 0; y < height; ++y) {
-            uint8_t *row_d = d + 2 * ptrdiff_t{dst_stride} * y;
-            const uint8_t *row_s = s + 2 * ptrdiff_t{src_stride} * y;
-            const int64_t left = copy_steps(row_d, row_s, 2 * int64_t{width});
-            if (left == 32)
-                V::copy32(row_d, row_s);  // the row's exact 32-byte case is not doubled
+            uint8_t *row_d = d + B * ptrdiff_t{dst_stride} * y;
+            const uint8_t *row_s = s + B * ptrdiff_t{src_stride} * y;
+            const int64_t left = copy_steps(row_d, row_s, B * int64_t{width});
+            if (B == 2 && left == 32)
+                V::copy32(row_d, row_s);
             else if (left > 0)
-                copy_tail(row_d, row_s, 2 * left);
+                copy_tail(row_d, row_s, B * left);
         }
     }
 
@@ -319,11 +300,11 @@ struct MemKernels {
     void mset16(void *dst, int value, int n) { K::mset16(dst, value, n); }                         \
     void mcpy_pic(void *dst, const void *src, int ds, int ss, int width, int height)               \
     {                                                                                              \
-        K::mcpy_pic(dst, src, ds, ss, width, height);                                              \
+        K::template mcpy_pic<1>(dst, src, ds, ss, width, height);                                              \
     }                                                                                              \
     void mcpy_pic_16(void *dst, const void *src, int ds, int ss, int width, int height)            \
     {                                                                                              \
-        K::mcpy_pic_16(dst, src, ds, ss, width, height);                                           \
+        K::template mcpy_pic<2>(dst, src, ds, ss, width, height);                                           \
     }                                                                                              \
     void mcpy_blk(void *dst, const void *src, int ds, int ss, int width, int height)               \
     {                                                                                              \
