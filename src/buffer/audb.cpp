@@ -5,19 +5,12 @@
 #include <cstring>
 
 #include "buffer/counted.h"
+#include "buffer/imgb_internal.h"
 #include "ozmu.h"
 
 namespace {
 
 constexpr int kMaxBuffers = 8;
-
-void *audb_alloc_buf(int size, uint64_t *aux)
-{
-    *aux = 0;
-    return ozmu_malloc_align32(static_cast<uint32_t>(size));
-}
-
-void audb_free_buf(void *base, uint64_t) { ozmu_mfree_align32(base); }
 
 // Layout identifiers 1..99 name interleaved arrangements.
 bool is_interleaved(int layout) { return layout >= 1 && layout <= 99; }
@@ -45,15 +38,14 @@ ozmu_audb *ozmu_audb_create(int samples, int channels, int bits, int rate, int l
                             uint64_t, ozmu_fn_alloc buf_alloc, ozmu_fn_free buf_free, int *err)
 {
     if (!buf_alloc) {
-        buf_alloc = audb_alloc_buf;
-        buf_free = audb_free_buf;
+        buf_alloc = ozmu::imgb_alloc_frm;  // the aligned allocator, as for image frames
+        buf_free = ozmu::imgb_free_frm;
     }
-    auto *a = static_cast<ozmu_audb *>(std::malloc(sizeof(ozmu_audb)));
+    auto *a = ozmu::new_zeroed_record<ozmu_audb>();
     if (!a) {
         ozmu::store_err(err, OZMU_ERR_MALLOC);
         return nullptr;
     }
-    std::memset(a, 0, sizeof *a);
     a->buf_alloc = buf_alloc;
     a->buf_free = buf_free;
 

@@ -43,12 +43,11 @@ ozmu_bitb *ozmu_bitb_create(int alloc_size, int bsize, uint64_t, ozmu_fn_alloc b
         buf_alloc = bitb_alloc_buf;
         buf_free = bitb_free_buf;
     }
-    auto *b = static_cast<ozmu_bitb *>(std::malloc(sizeof(ozmu_bitb)));
+    auto *b = ozmu::new_zeroed_record<ozmu_bitb>();
     if (!b) {
         ozmu::store_err(err, OZMU_ERR_MALLOC);
         return nullptr;
     }
-    std::memset(b, 0, sizeof *b);
     b->bsize = bsize;
     b->buf = buf_alloc(alloc_size, &b->buf_aux);
     if (!b->buf) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdlib>
+#include <cstring>
 
 #include "ozmu.h"
 
@@ -55,6 +56,16 @@ void counted_start(T *obj, decltype(T::addref) addref, decltype(T::getref) getre
     obj->getref = getref;
     obj->release = release;
     ozmu_atomic_inc(&obj->refcnt);
+}
+
+// A counted record from malloc, zeroed, or null.
+template <class T>
+T *new_zeroed_record()
+{
+    auto *obj = static_cast<T *>(std::malloc(sizeof(T)));
+    if (obj)
+        std::memset(obj, 0, sizeof(T));
+    return obj;
 }
 
 // Creators report through an optional `int *err`, never through a null one.

@@ -162,12 +162,11 @@ ozmu_imgb *ozmu_imgb_create(int width, int height, int cs, int opt, const uint32
         return nullptr;
     }
 
-    auto *img = static_cast<ozmu_imgb *>(std::malloc(sizeof(ozmu_imgb)));
+    auto *img = new_zeroed_record<ozmu_imgb>();
     if (!img) {
         store_err(err, OZMU_ERR_MALLOC);
         return nullptr;
     }
-    std::memset(img, 0, sizeof *img);
 
     Geometry g;
     int code = compute_geometry(img, width, height, cs, align, pad, g);

@@ -1,6 +1,4 @@
 // mfal: a bare reference-counted record whose zeroed tail belongs to the caller.
-#include <cstdlib>
-#include <cstring>
 
 #include "buffer/counted.h"
 #include "ozmu.h"
@@ -17,12 +15,11 @@ extern "C" {
 
 ozmu_mfal *ozmu_mfal_create(uint64_t, int *err)
 {
-    auto *m = static_cast<ozmu_mfal *>(std::malloc(sizeof(ozmu_mfal)));
+    auto *m = ozmu::new_zeroed_record<ozmu_mfal>();
     if (!m) {
         ozmu::store_err(err, OZMU_ERR_MALLOC);
         return nullptr;
     }
-    std::memset(m, 0, sizeof *m);
     ozmu::counted_start(m, mfal_addref, mfal_getref, mfal_release);
     ozmu::store_err(err, OZMU_OK);
     return m;
