@@ -171,7 +171,7 @@ public:
 
     Plane(int width, int height, int sample_bytes = 1, int extra_stride = 0, bool negative = false,
           int margin = 64)
-        : width_(width), height_(height), bytes_(sample_bytes), margin_(margin)
+        : width_(width), height_(height), bytes_(sample_bytes)
     {
         const int row_bytes = width * sample_bytes;
         stride_ = row_bytes + margin + extra_stride;
@@ -220,7 +220,7 @@ public:
     }
 
 private:
-    int width_, height_, bytes_, margin_;
+    int width_, height_, bytes_;
     int stride_ = 0;
     std::vector<uint8_t> storage_;
     uint8_t *first_row_ = nullptr;

@@ -21,8 +21,18 @@ struct Neon {
     static void copy16(uint8_t *d, const uint8_t *s) { vst1q_u8(d, vld1q_u8(s)); }
     static void copy8(uint8_t *d, const uint8_t *s) { vst1_u8(d, vld1_u8(s)); }
 
-    static void fill64(uint8_t *p, Reg v) { vst1q_u8_x4(p, uint8x16x4_t{{v, v, v, v}}); }
-    static void fill32(uint8_t *p, Reg v) { vst1q_u8_x2(p, uint8x16x2_t{{v, v}}); }
+    // The register groups are built first: with clang the store intrinsics are macros, and a
+    // braced initializer's commas would split their arguments.
+    static void fill64(uint8_t *p, Reg v)
+    {
+        const uint8x16x4_t group = {{v, v, v, v}};
+        vst1q_u8_x4(p, group);
+    }
+    static void fill32(uint8_t *p, Reg v)
+    {
+        const uint8x16x2_t group = {{v, v}};
+        vst1q_u8_x2(p, group);
+    }
     static void fill16(uint8_t *p, Reg v) { vst1q_u8(p, v); }
     static void fill8(uint8_t *p, Reg v) { vst1_u8(p, vget_low_u8(v)); }
 
