@@ -39,13 +39,27 @@ int64_t pic16_run_bytes(int64_t n, bool row)
     return stepped + (row && tail == 32 ? 32 : 2 * tail);
 }
 
+// Block copy of sample_bytes-byte samples (strides in samples). A height that is not a whole
+// number of steps finishes its last step; the 16-bit wide loop drifts right row by row.
+void copy_blocks(void *dst, const void *src, int dst_stride, int src_stride, int width, int height,
+                 int sample_bytes)
+{
+    auto *d = static_cast<uint8_t *>(dst);
+    const auto *s = static_cast<const uint8_t *>(src);
+    const mem::BlockShape shape = mem::block_shape(width);
+    const ptrdiff_t drift = shape.wide && sample_bytes == 2 ? mem::kBlock16WideRowDrift : 0;
+    const ptrdiff_t dst_step = ptrdiff_t{dst_stride} * sample_bytes + drift;
+    const ptrdiff_t src_step = ptrdiff_t{src_stride} * sample_bytes + drift;
+    for (int y = 0; y < height; y += shape.rows_per_step)
+        for (int r = y; r < y + shape.rows_per_step; ++r)
+            copy_bytes(d + dst_step * r, s + src_step * r, sample_bytes * shape.row_samples);
+}
+
 }  // namespace
 
 void mset_x128(void *dst, int value, int n)
 {
-    // At least one step, then another while the count stays above zero.
-    const int64_t bytes = n <= 128 ? 128 : (int64_t{n} + 127) / 128 * 128;
-    fill_bytes(static_cast<uint8_t *>(dst), value, bytes);
+    fill_bytes(static_cast<uint8_t *>(dst), value, mem::whole_chunks_at_least_one(n, 128));
 }
 
 void mset_x64(void *dst, int value, int64_t n)
@@ -71,8 +85,7 @@ void mset_x32ax4(void *dst, int value, int n)
 
 void mclr_x64(void *dst, int n)
 {
-    const int64_t bytes = n <= 64 ? 64 : (int64_t{n} + 63) / 64 * 64;
-    fill_bytes(static_cast<uint8_t *>(dst), 0, bytes);
+    fill_bytes(static_cast<uint8_t *>(dst), 0, mem::whole_chunks_at_least_one(n, 64));
 }
 
 void mset16(void *dst, int value, int n)
@@ -120,28 +133,13 @@ void mcpy_pic_16(void *dst, const void *src, int dst_stride, int src_stride, int
 
 void mcpy_blk(void *dst, const void *src, int dst_stride, int src_stride, int width, int height)
 {
-    auto *d = static_cast<uint8_t *>(dst);
-    const auto *s = static_cast<const uint8_t *>(src);
-    const mem::BlockShape shape = mem::block_shape(width);
-    // A height that is not a whole number of steps finishes its last step.
-    for (int y = 0; y < height; y += shape.rows_per_step)
-        for (int r = y; r < y + shape.rows_per_step; ++r)
-            copy_bytes(d + ptrdiff_t{dst_stride} * r, s + ptrdiff_t{src_stride} * r,
-                       shape.row_samples);
+    copy_blocks(dst, src, dst_stride, src_stride, width, height, 1);
 }
 
 void mcpy_blk_16(void *dst, const void *src, int dst_stride, int src_stride, int width,
                  int height)
 {
-    auto *d = static_cast<uint8_t *>(dst);
-    const auto *s = static_cast<const uint8_t *>(src);
-    const mem::BlockShape shape = mem::block_shape(width);
-    const ptrdiff_t drift = shape.wide ? mem::kBlock16WideRowDrift : 0;
-    const ptrdiff_t dst_step = 2 * ptrdiff_t{dst_stride} + drift;
-    const ptrdiff_t src_step = 2 * ptrdiff_t{src_stride} + drift;
-    for (int y = 0; y < height; y += shape.rows_per_step)
-        for (int r = y; r < y + shape.rows_per_step; ++r)
-            copy_bytes(d + dst_step * r, s + src_step * r, 2 * shape.row_samples);
+    copy_blocks(dst, src, dst_stride, src_stride, width, height, 2);
 }
 
 }  // namespace ozmu::ref

@@ -61,6 +61,13 @@ constexpr BlockShape block_shape(int width)
 // bytes, so every row lands 24 samples right of where the stride alone would put it.
 inline constexpr int kBlock16WideRowDrift = 48;
 
+// Bytes a fill of whole `step`-byte chunks writes for a count of n: one chunk up front, then
+// another while the count stays above zero (so at least one chunk, whatever n is).
+constexpr int64_t whole_chunks_at_least_one(int64_t n, int step)
+{
+    return n <= step ? step : (n + step - 1) / step * step;
+}
+
 // The picture copies prefetch this far ahead of the source.
 inline constexpr int kPrefetchDistance = 192;
 

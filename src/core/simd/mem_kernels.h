@@ -149,9 +149,8 @@ struct MemKernels {
 
     static void mset_x128(void *dst, int value, int n)
     {
-        // At least one step, then another while the count stays above zero.
-        const int64_t bytes = n <= 128 ? 128 : (int64_t{n} + 127) / 128 * 128;
-        fill_run(static_cast<uint8_t *>(dst), V::splat8(value), value, bytes);
+        fill_run(static_cast<uint8_t *>(dst), V::splat8(value), value,
+                 mem::whole_chunks_at_least_one(n, 128));
     }
 
     static void mset_x64(void *dst, int value, int64_t n)
@@ -192,8 +191,7 @@ struct MemKernels {
 
     static void mclr_x64(void *dst, int n)
     {
-        const int64_t bytes = n <= 64 ? 64 : (int64_t{n} + 63) / 64 * 64;
-        fill_run(static_cast<uint8_t *>(dst), V::splat8(0), 0, bytes);
+        fill_run(static_cast<uint8_t *>(dst), V::splat8(0), 0, mem::whole_chunks_at_least_one(n, 64));
     }
 
     static void mset16(void *dst, int value, int n)
