@@ -333,9 +333,122 @@ OZMU_API void ozmu_vdata_free(ozmu_vdata *v);
  * Bitstream reader
  * ========================================================================================== */
 
+/* Refill callback: loads up to `bytes` (at most 4) bytes at bs->cur into the top of bs->code,
+ * zeros below, replaces bs->leftbits with the number of bits loaded and advances bs->cur; the
+ * calling operation merges the bits it still held. Returns 0, or non-zero when nothing could be
+ * loaded (then code and leftbits must be 0). */
+typedef int (*ozmu_bsr_flush_fn)(ozmu_bsr *bs, int bytes);
+
+/* MSB-first reader over caller memory; the caller allocates the record. The next unread bit is
+ * bit 31 of `code`, the valid bits are its top `leftbits` bits and every bit below them is 0.
+ * Emulation-prevention bytes are returned as they stand. */
+struct ozmu_bsr {
+    uint32_t code;
+    int32_t leftbits;
+    uint8_t *cur;   /* next byte to load */
+    uint8_t *end;   /* last byte of the buffer, inclusive */
+    uint8_t *beg;
+    int32_t size;
+    ozmu_bsr_flush_fn flush_fn;
+};
+
+/* Empty cache over buf[0, size); a null flush_fn selects ozmu_bsr_flush. Loads nothing. */
+OZMU_API void ozmu_bsr_init(ozmu_bsr *bs, uint8_t *buf, int size, ozmu_bsr_flush_fn flush_fn);
+/* Default refill of min(bytes, 4, bytes left) bytes from [cur, end]: 0, or -1 with code and
+ * leftbits 0 when no byte is left. */
+OZMU_API int ozmu_bsr_flush(ozmu_bsr *bs, int bytes);
+
+/* The reads below take size 1..32 and check no argument. Shift counts on the cache are taken
+ * modulo 32; a 32-bit read or skip clears the cache. After a failed refill code and leftbits
+ * are 0 and every later read fails the same way. */
+
+/* Next size bits, right-aligned; 0xFFFFFFFF when a needed refill fails (may collide with data). */
+OZMU_API uint32_t ozmu_bsr_read(ozmu_bsr *bs, int size);
+/* Next bit; 0xFFFFFFFF when the refill fails. */
+OZMU_API uint32_t ozmu_bsr_read1(ozmu_bsr *bs);
+/* Drops size bits; stops silently at the end of data. */
+OZMU_API void ozmu_bsr_skip(ozmu_bsr *bs, int size);
+/* Next size bits without consuming them. Tops the cache up with whole bytes; bits still missing
+ * come from the unloaded byte at cur when there is one, otherwise they read as 0. */
+OZMU_API uint32_t ozmu_bsr_peek(ozmu_bsr *bs, int size);
+/* Skips `skip` bits, then peeks `size`; 0 when the skip's refill fails. */
+OZMU_API uint32_t ozmu_bsr_skip_peek(ozmu_bsr *bs, int skip, int size);
+/* Drops the rest of the current byte. */
+OZMU_API void ozmu_bsr_skip_align8(ozmu_bsr *bs);
+/* The bits up to the next byte boundary (0 at a boundary); their count goes to *nbits when
+ * nbits is not null. */
+OZMU_API uint32_t ozmu_bsr_read_align8(ozmu_bsr *bs, int *nbits);
+/* Unsigned Exp-Golomb code number; 0xFFFFFFFE at end of data. Exact for codes of up to 31 bits
+ * (values up to 65534) wherever they lie; longer codes give a meaningless value, no error. */
+OZMU_API uint32_t ozmu_bsr_read_ue(ozmu_bsr *bs);
+/* Signed Exp-Golomb: 0, 1, -1, 2, -2 ...; end of data (ue 0xFFFFFFFE) gives 1. */
+OZMU_API int32_t ozmu_bsr_read_se(ozmu_bsr *bs);
+/* Truncated Exp-Golomb: range >= 2 is ue; range 1 is the inverted bit (2 when the refill
+ * fails); range <= 0 returns 0 and reads nothing. */
+OZMU_API uint32_t ozmu_bsr_read_te(ozmu_bsr *bs, int range);
+/* Count of 1 bits up to a terminating 0, which is consumed. A full 32-bit cache starting with 1
+ * is counted as 32 ones and discarded; ones that run to the end of a partly filled cache stop
+ * the count there and leave leftbits at -1. Refill failures are ignored. */
+OZMU_API uint32_t ozmu_bsr_read_un(ozmu_bsr *bs);
+/* Truncated unary, at most max: a count reaching max through a 0 consumes the 0, one cut at max
+ * consumes max bits; a full 32-bit cache starting with 1 yields max without being examined. */
+OZMU_API uint32_t ozmu_bsr_read_tu(ozmu_bsr *bs, int max);
+
 /* ============================================================================================
  * Bitstream writer
  * ========================================================================================== */
+
+/* Drain callback: writes the top (39 - leftbits) >> 3 bytes of bs->code at bs->cur, in order,
+ * and advances cur. The writer resets or recomputes code and leftbits itself afterwards. */
+typedef int (*ozmu_bsw_flush_fn)(ozmu_bsw *bs);
+
+/* MSB-first writer into caller memory; the caller allocates the record. Bits are placed from
+ * bit 31 of `code` down; `leftbits` counts the free bits, 32 (empty) to 0. Emulation-prevention
+ * bytes are not inserted. The bytes produced are [beg, cur). */
+struct ozmu_bsw {
+    uint32_t code;
+    int32_t leftbits;
+    uint8_t *cur;   /* next byte to write */
+    uint8_t *end;   /* last byte of the buffer, inclusive */
+    uint8_t *beg;
+    int32_t size;
+    ozmu_bsw_flush_fn flush_fn;
+};
+
+/* Empty cache over buf[0, size); a null flush_fn selects ozmu_bsw_flush. */
+OZMU_API void ozmu_bsw_init(ozmu_bsw *bs, uint8_t *buf, int size, ozmu_bsw_flush_fn flush_fn);
+/* Default drain; checks no space and returns 0. */
+OZMU_API int ozmu_bsw_flush(ozmu_bsw *bs);
+/* Drains the cache through flush_fn without a space check or reset; returns its result. */
+OZMU_API int ozmu_bsw_deinit(ozmu_bsw *bs);
+
+/* Space rules, against the inclusive `end`: a 4-byte drain by write and the Exp-Golomb writers
+ * needs cur + 4 <= end, so the last byte is never used by them; write1 drains whenever
+ * cur <= end; sink needs cur + n <= end. Size buffers with a spare byte. */
+
+/* Appends the low len (1..32) bits of value. -1 when the cache is full and there is no space:
+ * the bits stay ORed into the cache, leftbits unchanged. 32 bits into an empty cache are drained
+ * at once but also stay in the cache, under the next bits; write at most 31 bits into an empty
+ * cache. */
+OZMU_API int ozmu_bsw_write(ozmu_bsw *bs, uint32_t value, int len);
+/* Appends one bit; -1 when the cache is full and cur has passed end. */
+OZMU_API int ozmu_bsw_write1(ozmu_bsw *bs, int bit);
+/* Unsigned Exp-Golomb; exact up to 131070, larger values are cut to 17 significant bits. A
+ * failed space test is silent and leaves the stream corrupt. */
+OZMU_API void ozmu_bsw_write_ue(ozmu_bsw *bs, uint32_t value);
+/* Signed Exp-Golomb (v > 0 as 2v - 1, v <= 0 as -2v), with the ue writer's limits. */
+OZMU_API void ozmu_bsw_write_se(ozmu_bsw *bs, int value);
+/* Truncated Exp-Golomb: range 1 writes the bit (1 - value) & 1, range >= 2 is ue, range <= 0
+ * writes nothing. Silent on a full buffer. */
+OZMU_API void ozmu_bsw_write_te(ozmu_bsw *bs, uint32_t value, int range);
+/* Drains the cache, the last byte zero-padded, and empties it; -1 when the pending bytes would
+ * reach end (nothing written). */
+OZMU_API int ozmu_bsw_sink(ozmu_bsw *bs);
+/* Length in bits of the ue code of value; exact except for 0xFFFFFFFF (17), whose value + 1
+ * wraps. The writer itself is exact up to 131070, the reader up to 65534. */
+OZMU_API int ozmu_bsw_size_ue(uint32_t value);
+/* Length in bits of the se code of value. */
+OZMU_API int ozmu_bsw_size_se(int value);
 
 /* ============================================================================================
  * Colour conversion: tables and selector

@@ -61,5 +61,18 @@ OZMU_AT(ozmu_vdata, size, 4);
 OZMU_AT(ozmu_vdata, data, 8);
 static_assert(sizeof(ozmu_vdata) == 16);
 
+// Reader and writer share one layout.
+#define OZMU_BITSTREAM_AT(record)                                                                  \
+    OZMU_AT(record, code, 0);                                                                      \
+    OZMU_AT(record, leftbits, 4);                                                                  \
+    OZMU_AT(record, cur, 8);                                                                       \
+    OZMU_AT(record, end, 16);                                                                      \
+    OZMU_AT(record, beg, 24);                                                                      \
+    OZMU_AT(record, size, 32);                                                                     \
+    OZMU_AT(record, flush_fn, 40);                                                                 \
+    static_assert(sizeof(record) == 48)
+OZMU_BITSTREAM_AT(ozmu_bsr);
+OZMU_BITSTREAM_AT(ozmu_bsw);
+
 #undef OZMU_AT
 #endif

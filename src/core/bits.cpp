@@ -2,8 +2,10 @@
 
 #include "ozmu.h"
 
-static_assert(ozmu::leading_zeros(1) == 31 && ozmu::leading_zeros(0x80000000u) == 0 &&
-              ozmu::leading_zeros(0x00010000u) == 15 && ozmu::leading_zeros(0) == 32);
+static_assert(ozmu::nibble_leading_zeros(1) == 31 && ozmu::nibble_leading_zeros(0x80000000u) == 0 &&
+              ozmu::nibble_leading_zeros(0x00010000u) == 15 && ozmu::nibble_leading_zeros(0) == 32);
+static_assert(ozmu::kExpGolombLengths[1] == 1 && ozmu::kExpGolombLengths[3] == 3 &&
+              ozmu::kExpGolombLengths[128] == 15 && ozmu::kExpGolombLengths[255] == 15);
 
 extern "C" {
 

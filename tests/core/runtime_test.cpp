@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "checkasm.h"
+#include "core/bits.h"
 #include "core/system.h"
 #include "ozmu.h"
 
@@ -97,6 +98,10 @@ TEST(BitHelpers, LeadingZerosAndLogarithms)
     for (int bit = 0; bit < 32; ++bit) {
         const uint32_t top = 1u << bit;
         EXPECT_EQ(ozmu_bsr_clz_in_code(top | (top - 1)), 31 - bit);
+        // The fast count must agree with the nibble-table walk whatever lies below the top bit.
+        for (uint32_t low : {0u, 1u, 0x11111111u, 0x7FFFFFFFu})
+            EXPECT_EQ(ozmu::leading_zeros(top | (low & (top - 1))),
+                      ozmu::nibble_leading_zeros(top | (low & (top - 1))));
         EXPECT_EQ(ozmu_floor_log2(top + (top >> 1)), bit);
         EXPECT_EQ(ozmu_ceil_log2(top), bit);
         if (bit > 0) {
