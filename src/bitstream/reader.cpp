@@ -72,17 +72,8 @@ inline void shift_out(ozmu_bsr *bs, int count)
     bs->leftbits -= count;
 }
 
-// Refills for a skip or read of `size` bits when the cache is short; returns the bits still to
-// take from the new word, or -1 when the refill failed. The old bits count as taken.
-inline int top_up(ozmu_bsr *bs, int size)
-{
-    const int held = bs->leftbits;
-    if (held >= size)
-        return size;
-    if (refill(bs) != 0)
-        return -1;
-    return size - held;
-}
+// Out of line, so that the callers' common path saves no registers.
+[[gnu::noinline]] int refill_cold(ozmu_bsr *bs) { return refill(bs); }
 
 // Valid bits plus the first invalid one (always 1 once inverted): a 0 among the valid bits
 // makes this non-zero. A full cache wraps the count to 31 and tests only its first bit.
@@ -91,111 +82,26 @@ inline bool zero_in_cache(const ozmu_bsr *bs)
     return bs->leftbits > 0 && shr(~bs->code, 31 - bs->leftbits) != 0;
 }
 
-}  // namespace
-}  // namespace ozmu::bitstream
 
-using namespace ozmu::bitstream;
-
-extern "C" {
-
-void ozmu_bsr_init(ozmu_bsr *bs, uint8_t *buf, int size, ozmu_bsr_flush_fn flush_fn)
+// The cache is short of the bits asked for: the old bits form the high part of the value.
+[[gnu::noinline]] uint32_t read_across_refill(ozmu_bsr *bs, int size)
 {
-    bs->size = size;
-    bs->cur = buf;
-    bs->beg = buf;
-    bs->end = last_byte(buf, size);
-    bs->code = 0;
-    bs->leftbits = 0;
-    bs->flush_fn = flush_fn ? flush_fn : &ozmu_bsr_flush;
-}
-
-int ozmu_bsr_flush(ozmu_bsr *bs, int bytes) { return load_bytes(bs, bytes); }
-
-void ozmu_bsr_skip(ozmu_bsr *bs, int size)
-{
-    const int rest = top_up(bs, size);
-    if (rest >= 0)
-        drop_bits(bs, rest);
-}
-
-uint32_t ozmu_bsr_peek(ozmu_bsr *bs, int size)
-{
-    int held = bs->leftbits;
-    if (held < size) {
-        const int bytes = (32 - held) >> 3;
-        if (bytes > 0) {
-            const uint32_t old = bs->code;
-            refill(bs, bytes);  // a failure adds no bits
-            bs->code = old | shr(bs->code, held);
-            bs->leftbits += held;
-            held = bs->leftbits;
-        }
-    }
-    uint32_t value = shr(bs->code, 32 - size);
-    // Bits the whole-byte top-up could not bring in come from the next, unloaded byte.
-    if (size - held >= 1 && bytes_through(bs->cur, bs->end) > 0)
-        value |= shr(*bs->cur, held - size + 8);
-    return value;
-}
-
-uint32_t ozmu_bsr_skip_peek(ozmu_bsr *bs, int skip, int size)
-{
-    const int rest = top_up(bs, skip);
-    if (rest < 0)
-        return 0;
-    drop_bits(bs, rest);
-    return ozmu_bsr_peek(bs, size);
-}
-
-uint32_t ozmu_bsr_read(ozmu_bsr *bs, int size)
-{
-    uint32_t high = 0;
-    if (bs->leftbits < size) {
-        const uint32_t old = bs->code;  // old bits in place, zeros below
-        const int held = bs->leftbits;
-        if (refill(bs) != 0)
-            return kReadFailed;
-        high = shr(old, 32 - size);
-        size -= held;
-    }
+    const uint32_t old = bs->code;  // old bits in place, zeros below
+    const int held = bs->leftbits;
+    if (refill(bs) != 0)
+        return kReadFailed;
+    const uint32_t high = shr(old, 32 - size);
+    size -= held;
     const uint32_t value = shr(bs->code, 32 - size);
     drop_bits(bs, size);
     return value | high;
 }
 
-uint32_t ozmu_bsr_read1(ozmu_bsr *bs)
+// A code word that needs a refill, either for its prefix (the cache word is all zeros) or for
+// its suffix.
+[[gnu::noinline]] uint32_t read_ue_across_refill(ozmu_bsr *bs)
 {
-    if (bs->leftbits == 0 && refill(bs) != 0)
-        return kReadFailed;
-    const uint32_t bit = bs->code >> 31;
-    bs->code <<= 1;
-    bs->leftbits -= 1;
-    return bit;
-}
-
-void ozmu_bsr_skip_align8(ozmu_bsr *bs)
-{
-    bs->code = shl(bs->code, bs->leftbits & 7);
-    bs->leftbits &= ~7;
-}
-
-uint32_t ozmu_bsr_read_align8(ozmu_bsr *bs, int *nbits)
-{
-    const int n = bs->leftbits & 7;
-    uint32_t value = 0;
-    if (n > 0) {
-        value = bs->code >> (32 - n);
-        bs->code <<= n;
-        bs->leftbits &= ~7;
-    }
-    if (nbits)
-        *nbits = n;
-    return value;
-}
-
-uint32_t ozmu_bsr_read_ue(ozmu_bsr *bs)
-{
-    // An empty cache is 0, so this cannot fire on missing bits.
+    // A leading 1 is value 0 whatever leftbits says; an empty cache is 0, so it cannot misfire.
     if (bs->code & 0x80000000u) {
         bs->code <<= 1;
         bs->leftbits -= 1;
@@ -226,6 +132,125 @@ uint32_t ozmu_bsr_read_ue(ozmu_bsr *bs)
     const uint32_t value = shr(bs->code, 32 - need);
     drop_bits(bs, need);
     return (value | high) - 1u;
+}
+
+}  // namespace
+}  // namespace ozmu::bitstream
+
+using namespace ozmu::bitstream;
+
+extern "C" {
+
+void ozmu_bsr_init(ozmu_bsr *bs, uint8_t *buf, int size, ozmu_bsr_flush_fn flush_fn)
+{
+    bs->size = size;
+    bs->cur = buf;
+    bs->beg = buf;
+    bs->end = last_byte(buf, size);
+    bs->code = 0;
+    bs->leftbits = 0;
+    bs->flush_fn = flush_fn ? flush_fn : &ozmu_bsr_flush;
+}
+
+int ozmu_bsr_flush(ozmu_bsr *bs, int bytes) { return load_bytes(bs, bytes); }
+
+void ozmu_bsr_skip(ozmu_bsr *bs, int size)
+{
+    if (bs->leftbits < size) {
+        const int held = bs->leftbits;
+        if (refill_cold(bs) != 0)
+            return;
+        size -= held;
+    }
+    drop_bits(bs, size);
+}
+
+uint32_t ozmu_bsr_peek(ozmu_bsr *bs, int size)
+{
+    int held = bs->leftbits;
+    if (held < size) {
+        const int bytes = (32 - held) >> 3;
+        if (bytes > 0) {
+            const uint32_t old = bs->code;
+            refill(bs, bytes);  // a failure adds no bits
+            bs->code = old | shr(bs->code, held);
+            bs->leftbits += held;
+            held = bs->leftbits;
+        }
+    }
+    uint32_t value = shr(bs->code, 32 - size);
+    // Bits the whole-byte top-up could not bring in come from the next, unloaded byte.
+    if (size - held >= 1 && bytes_through(bs->cur, bs->end) > 0)
+        value |= shr(*bs->cur, held - size + 8);
+    return value;
+}
+
+uint32_t ozmu_bsr_skip_peek(ozmu_bsr *bs, int skip, int size)
+{
+    if (bs->leftbits < skip) {
+        const int held = bs->leftbits;
+        if (refill_cold(bs) != 0)
+            return 0;
+        skip -= held;
+    }
+    drop_bits(bs, skip);
+    return ozmu_bsr_peek(bs, size);
+}
+
+uint32_t ozmu_bsr_read(ozmu_bsr *bs, int size)
+{
+    if (bs->leftbits >= size) [[likely]] {
+        const uint32_t value = shr(bs->code, 32 - size);
+        drop_bits(bs, size);
+        return value;
+    }
+    return read_across_refill(bs, size);
+}
+
+uint32_t ozmu_bsr_read1(ozmu_bsr *bs)
+{
+    if (bs->leftbits == 0 && refill_cold(bs) != 0)
+        return kReadFailed;
+    const uint32_t bit = bs->code >> 31;
+    bs->code <<= 1;
+    bs->leftbits -= 1;
+    return bit;
+}
+
+void ozmu_bsr_skip_align8(ozmu_bsr *bs)
+{
+    bs->code = shl(bs->code, bs->leftbits & 7);
+    bs->leftbits &= ~7;
+}
+
+uint32_t ozmu_bsr_read_align8(ozmu_bsr *bs, int *nbits)
+{
+    const int n = bs->leftbits & 7;
+    uint32_t value = 0;
+    if (n > 0) {
+        value = bs->code >> (32 - n);
+        bs->code <<= n;
+        bs->leftbits &= ~7;
+    }
+    if (nbits)
+        *nbits = n;
+    return value;
+}
+
+uint32_t ozmu_bsr_read_ue(ozmu_bsr *bs)
+{
+    // The whole code word in the cache, value 0 included: one path without data-dependent
+    // branches. The length is odd, never the 32 that would empty the cache.
+    const uint32_t code = bs->code;
+    if (code != 0) [[likely]] {
+        const int need = 2 * ozmu::leading_zeros(code) + 1;
+        if (need <= bs->leftbits) [[likely]] {
+            bs->code = shl(code, need);
+            bs->leftbits -= need;
+            return shr(code, 32 - need) - 1u;
+        }
+    }
+    return read_ue_across_refill(bs);
 }
 
 int32_t ozmu_bsr_read_se(ozmu_bsr *bs)

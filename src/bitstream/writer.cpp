@@ -39,15 +39,10 @@ inline void drain(ozmu_bsw *bs)
 // Room for a whole-word drain: cur + 4 <= end.
 inline bool room_for_word(const ozmu_bsw *bs) { return bytes_through(bs->cur, bs->end) > kCacheBytes; }
 
-inline int put_bits(ozmu_bsw *bs, uint32_t value, int len)
+// The bits fill the cache: drain it and start the next word with what is left of them.
+[[gnu::noinline]] int put_bits_draining(ozmu_bsw *bs, uint32_t aligned, int len)
 {
-    const uint32_t aligned = shl(value, 32 - len);  // bits above len fall away
     const int free_bits = bs->leftbits;
-    bs->code |= shr(aligned, 32 - free_bits);
-    if (free_bits > len) {
-        bs->leftbits = free_bits - len;
-        return 0;
-    }
     if (!room_for_word(bs))
         return -1;  // the ORed bits stay, leftbits unchanged
     bs->leftbits = 0;
@@ -55,6 +50,18 @@ inline int put_bits(ozmu_bsw *bs, uint32_t value, int len)
     bs->code = shl(aligned, free_bits);
     bs->leftbits = free_bits + 32 - len;
     return 0;
+}
+
+inline int put_bits(ozmu_bsw *bs, uint32_t value, int len)
+{
+    const uint32_t aligned = shl(value, 32 - len);  // bits above len fall away
+    const int free_bits = bs->leftbits;
+    bs->code |= shr(aligned, 32 - free_bits);
+    if (free_bits > len) [[likely]] {
+        bs->leftbits = free_bits - len;
+        return 0;
+    }
+    return put_bits_draining(bs, aligned, len);
 }
 
 // The one 33-bit code (a prefix of 16 zeros) written as a single write would be: the same
@@ -72,11 +79,22 @@ void put_33_bits(ozmu_bsw *bs, uint64_t value)
     const int rest = free_bits >= 1 && free_bits <= 32 ? 33 - free_bits : 32;
     bs->code = static_cast<uint32_t>((value << (64 - rest)) >> 32);
     bs->leftbits = 32 - rest;
+    // With one free bit the rest fills the new word: drain it at once, as any full word.
+    if (rest == 32 && room_for_word(bs)) {
+        drain(bs);
+        bs->code = 0;
+        bs->leftbits = 32;
+    }
 }
 
-void put_ue(ozmu_bsw *bs, uint32_t value)
+inline void put_ue(ozmu_bsw *bs, uint32_t value)
 {
     const uint32_t u = value + 1u;
+    // Up to 31 bits: n zeros, then u itself, whose top set bit is bit n.
+    if (value < 65535u) [[likely]] {
+        put_bits(bs, u, 2 * (31 - std::countl_zero(u)) + 1);
+        return;
+    }
     // Position of the highest set bit of u, capped at 16.
     int n = u > 1u ? 31 - std::countl_zero(u) : 0;
     if (n > 16)
