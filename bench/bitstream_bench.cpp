@@ -251,74 +251,50 @@ void compare(benchmark::State &state, Ours ours, Bitwise bitwise)
     state.counters["bitwise_codes/s"] = codes / bitwise_s;
 }
 
-void BM_bsr_read_ue(benchmark::State &state, int workload)
+// Sums every value read from the stream by our reader and by the bit-at-a-time one.
+template <class OurRead, class BitwiseRead>
+void compare_reads(benchmark::State &state, int workload, OurRead our_read, BitwiseRead bitwise_read)
 {
     Stream &s = stream(workload);
-    const int size = static_cast<int>(s.bytes.size());
     compare(
         state,
         [&] {
             ozmu_bsr bs;
-            ozmu_bsr_init(&bs, s.bytes.data(), size, nullptr);
+            ozmu_bsr_init(&bs, s.bytes.data(), static_cast<int>(s.bytes.size()), nullptr);
             uint32_t sum = 0;
             for (size_t i = 0; i < kCodes; ++i)
-                sum += ozmu_bsr_read_ue(&bs);
+                sum += our_read(&bs, s, i);
             benchmark::DoNotOptimize(sum);
         },
         [&] {
             BitwiseReader br{s.bytes.data(), 0, s.bytes.size() * 8};
             uint32_t sum = 0;
             for (size_t i = 0; i < kCodes; ++i)
-                sum += br.read_ue();
+                sum += bitwise_read(br, s, i);
             benchmark::DoNotOptimize(sum);
         });
+}
+
+void BM_bsr_read_ue(benchmark::State &state, int workload)
+{
+    compare_reads(
+        state, workload, [](ozmu_bsr *bs, const Stream &, size_t) { return ozmu_bsr_read_ue(bs); },
+        [](BitwiseReader &br, const Stream &, size_t) { return br.read_ue(); });
 }
 
 void BM_bsr_read_mixed(benchmark::State &state)
 {
-    Stream &s = stream(kFixedMixed);
-    const int size = static_cast<int>(s.bytes.size());
-    const uint8_t *widths = s.widths.data();
-    compare(
-        state,
-        [&] {
-            ozmu_bsr bs;
-            ozmu_bsr_init(&bs, s.bytes.data(), size, nullptr);
-            uint32_t sum = 0;
-            for (size_t i = 0; i < kCodes; ++i)
-                sum += ozmu_bsr_read(&bs, widths[i]);
-            benchmark::DoNotOptimize(sum);
-        },
-        [&] {
-            BitwiseReader br{s.bytes.data(), 0, s.bytes.size() * 8};
-            uint32_t sum = 0;
-            for (size_t i = 0; i < kCodes; ++i)
-                sum += br.read(widths[i]);
-            benchmark::DoNotOptimize(sum);
-        });
+    compare_reads(
+        state, kFixedMixed,
+        [](ozmu_bsr *bs, const Stream &s, size_t i) { return ozmu_bsr_read(bs, s.widths[i]); },
+        [](BitwiseReader &br, const Stream &s, size_t i) { return br.read(s.widths[i]); });
 }
 
 void BM_bsr_read_8(benchmark::State &state)
 {
-    Stream &s = stream(kFixed8);
-    const int size = static_cast<int>(s.bytes.size());
-    compare(
-        state,
-        [&] {
-            ozmu_bsr bs;
-            ozmu_bsr_init(&bs, s.bytes.data(), size, nullptr);
-            uint32_t sum = 0;
-            for (size_t i = 0; i < kCodes; ++i)
-                sum += ozmu_bsr_read(&bs, 8);
-            benchmark::DoNotOptimize(sum);
-        },
-        [&] {
-            BitwiseReader br{s.bytes.data(), 0, s.bytes.size() * 8};
-            uint32_t sum = 0;
-            for (size_t i = 0; i < kCodes; ++i)
-                sum += br.read(8);
-            benchmark::DoNotOptimize(sum);
-        });
+    compare_reads(
+        state, kFixed8, [](ozmu_bsr *bs, const Stream &, size_t) { return ozmu_bsr_read(bs, 8); },
+        [](BitwiseReader &br, const Stream &, size_t) { return br.read(8); });
 }
 
 void BM_bsw_write(benchmark::State &state, int workload)

@@ -22,4 +22,19 @@ inline uint8_t *last_byte(uint8_t *buf, int size)
                                        static_cast<uintptr_t>(static_cast<intptr_t>(size) - 1));
 }
 
+// Both records: the whole buffer ahead, an empty cache (`empty_leftbits` valid or free bits),
+// the library's own callback unless the caller gives one.
+template <class Record, class Callback>
+void start_record(Record *bs, uint8_t *buf, int size, int empty_leftbits, Callback given,
+                  Callback fallback)
+{
+    bs->size = size;
+    bs->cur = buf;
+    bs->beg = buf;
+    bs->end = last_byte(buf, size);
+    bs->code = 0;
+    bs->leftbits = empty_leftbits;
+    bs->flush_fn = given ? given : fallback;
+}
+
 }  // namespace ozmu::bitstream

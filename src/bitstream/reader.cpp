@@ -143,13 +143,7 @@ extern "C" {
 
 void ozmu_bsr_init(ozmu_bsr *bs, uint8_t *buf, int size, ozmu_bsr_flush_fn flush_fn)
 {
-    bs->size = size;
-    bs->cur = buf;
-    bs->beg = buf;
-    bs->end = last_byte(buf, size);
-    bs->code = 0;
-    bs->leftbits = 0;
-    bs->flush_fn = flush_fn ? flush_fn : &ozmu_bsr_flush;
+    start_record(bs, buf, size, 0, flush_fn, &ozmu_bsr_flush);
 }
 
 int ozmu_bsr_flush(ozmu_bsr *bs, int bytes) { return load_bytes(bs, bytes); }

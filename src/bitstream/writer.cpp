@@ -147,13 +147,7 @@ extern "C" {
 
 void ozmu_bsw_init(ozmu_bsw *bs, uint8_t *buf, int size, ozmu_bsw_flush_fn flush_fn)
 {
-    bs->size = size;
-    bs->cur = buf;
-    bs->beg = buf;
-    bs->end = last_byte(buf, size);
-    bs->code = 0;
-    bs->leftbits = 32;
-    bs->flush_fn = flush_fn ? flush_fn : &ozmu_bsw_flush;
+    start_record(bs, buf, size, 32, flush_fn, &ozmu_bsw_flush);
 }
 
 int ozmu_bsw_flush(ozmu_bsw *bs)
