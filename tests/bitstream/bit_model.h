@@ -1,22 +1,18 @@
-// Bit-level models of the bitstream reader and writer. They keep every bit as a character of a
-// string ('1' or '0', most significant first) and share no shift arithmetic with the library:
-// the cache word is 32 characters, the first of which is bit 31 of `code`. In the reader its
-// first `leftbits` characters are the valid bits; in the writer the first 32 - `leftbits` are the
-// written ones. Whatever lies after them is what a wrapped shift count left behind (normally
-// zeros), and leftbits may fall below zero; the record's `code` is derived from the string.
+// Bit-level models of the bitstream reader and writer. Every bit is a character ('1' or '0', most
+// significant first) and no shift arithmetic is shared with the library: the cache word is 32
+// characters, the first being bit 31 of `code`. In the reader the first `leftbits` are the valid
+// bits, in the writer the first 32 - `leftbits` are the written ones; what follows is whatever a
+// wrapped shift count left behind (normally zeros), and leftbits may fall below zero.
 //
-// The kept quirks are modelled as such: shift counts wrap modulo 32 (so a shift by 32 moves
-// nothing), the valid-bit test of the unary codes wraps at 32 valid bits, peek looks at the
-// unloaded byte at cur, the writer's space tests compare against the inclusive end, a 32-bit
-// write into an empty cache leaves the value in the cache, write_ue caps its prefix at 16 zeros.
-// read_ue follows the same wrapped shifts, so its codes are exact up to 31 bits. A refill or a drain moves
-// at most the word's 4 bytes, even where leftbits below 0 would make the byte count larger.
+// The kept quirks are modelled as such: shift counts wrap modulo 32, the unary codes' valid-bit
+// test wraps at 32 valid bits, peek looks at the unloaded byte at cur, the writer's space tests
+// compare against the inclusive end, a 32-bit write into an empty cache leaves the value in the
+// cache, write_ue caps its prefix at 16 zeros. A refill or drain moves at most the word's 4 bytes.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace ozmu::test {
@@ -25,10 +21,9 @@ using Bits = std::string;
 
 inline Bits bits_of(uint64_t v, int n)
 {
-    Bits b(static_cast<size_t>(n), '0');
-    for (int i = 0; i < n; ++i)
-        if ((v >> (n - 1 - i)) & 1)
-            b[static_cast<size_t>(i)] = '1';
+    Bits b;
+    for (int i = n - 1; i >= 0; --i)
+        b += (v >> i & 1) ? '1' : '0';
     return b;
 }
 
@@ -41,325 +36,190 @@ inline uint32_t value_of(const Bits &b)
     return v;
 }
 
-// The code number a signed Exp-Golomb value is written as: v > 0 as 2v - 1, v <= 0 as -2v.
+// A signed Exp-Golomb value's code number: v > 0 as 2v - 1, v <= 0 as -2v, kept to 32 bits.
 inline uint32_t se_code_number(int32_t v)
 {
-    const uint32_t u = static_cast<uint32_t>(v);
-    return v <= 0 ? 0u - 2u * u : 2u * u - 1u;
+    return static_cast<uint32_t>(v > 0 ? 2 * int64_t{v} - 1 : -2 * int64_t{v});
 }
 
-// The 32-bit cache word.
 struct Word {
     Bits b = Bits(32, '0');
 
     uint32_t code() const { return value_of(b); }
-    bool all(char c) const { return b.find(c == '0' ? '1' : '0') == Bits::npos; }
-    int leading(char c) const
-    {
-        const size_t i = b.find(c == '0' ? '1' : '0');
-        return i == Bits::npos ? 32 : static_cast<int>(i);
-    }
-    // `code >> (32 - n)`: the first n bits, right-aligned. A count 32 - n outside 0..31 wraps
-    // modulo 32 and leaves the first ((n - 1) & 31) + 1 bits instead.
+    int leading(char c) const { return int(std::min(b.find_first_not_of(c), b.size())); }
+    // `code >> (32 - n)` and `code <<= n`, the counts taken modulo 32.
     uint32_t first(int n) const { return value_of(b.substr(0, 32 - ((32 - n) & 31))); }
-    // `code <<= n`, the count taken modulo 32.
-    void shift(int n)
+    void shift(int n) { b = b.substr(n & 31) + Bits(n & 31, '0'); }
+    // This word with `bits` ORed in from position `at`; whatever passes bit 0 is lost.
+    Word with(const Bits &bits, int at) const
     {
-        n &= 31;
-        b = b.substr(static_cast<size_t>(n)) + Bits(static_cast<size_t>(n), '0');
-    }
-    // ORs bits in from position `at`; whatever passes bit 0 is lost.
-    void overlay(const Bits &bits, int at)
-    {
+        Word w = *this;
         for (size_t i = 0; i < bits.size() && at + i < 32; ++i)
-            if (bits[i] == '1')
-                b[at + i] = '1';
+            w.b[at + i] |= bits[i];  // '0' | '1' is '1'
+        return w;
     }
-    void clear() { b.assign(32, '0'); }
 };
 
-struct ModelResult {
-    uint32_t value = 0;
-};
+struct BitReaderModel {
+    std::vector<uint8_t> data;
+    int cur = 0;  // bytes loaded so far
+    Word w{};
+    int left = 0;
 
-class BitReaderModel {
-public:
-    explicit BitReaderModel(std::vector<uint8_t> data) : data_(std::move(data)) {}
-
-    uint32_t code() const { return w_.code(); }
-    int leftbits() const { return left_; }
-    int cur() const { return cur_; }  // bytes loaded into the cache so far
-
-    // Default refill: up to `bytes` whole bytes, big-endian from the top, zeros below. The word
-    // holds 4 (peek asks for more when leftbits is below -7).
     int flush(int bytes)
     {
-        const int n = std::min({static_cast<int>(data_.size()) - cur_, bytes, 4});
-        w_.clear();
-        if (n <= 0) {
-            left_ = 0;
-            return -1;
-        }
+        const int n = std::min({static_cast<int>(data.size()) - cur, bytes, 4});
+        w = Word();
+        left = 8 * std::max(n, 0);
         for (int k = 0; k < n; ++k)
-            w_.overlay(bits_of(data_[static_cast<size_t>(cur_ + k)], 8), 8 * k);
-        left_ = 8 * n;
-        cur_ += n;
-        return 0;
+            w = w.with(bits_of(data[cur++], 8), 8 * k);
+        return n > 0 ? 0 : -1;
     }
-
-    // False when the refill fails; the bits held before it count as skipped.
-    bool skip(int size)
+    uint32_t read(int size)
     {
-        if (left_ < size) {
-            const int held = left_;
+        uint32_t v;
+        return take(size, v) ? v : 0xFFFFFFFFu;
+    }
+    void skip(int size) { read(size); }
+    uint32_t skip_peek(int skip, int size)
+    {
+        uint32_t v;
+        return take(skip, v) ? peek(size) : 0;
+    }
+    uint32_t read1()
+    {
+        if (left == 0 && flush(4) != 0)
+            return 0xFFFFFFFFu;
+        const uint32_t bit = w.b[0] == '1';
+        shift_out(1);
+        return bit;
+    }
+    // Tops up with whole bytes behind the held bits; bits still missing are the top of the
+    // unloaded byte at cur (none once more than 8 are missing: the shift count wraps).
+    uint32_t peek(int size)
+    {
+        if (left < size && left <= 24) {
+            const Word held = w;
+            const int held_bits = left;
+            flush((32 - left) >> 3);  // a failure adds no bits
+            w = held.with(w.b, held_bits & 31);
+            left += held_bits;
+        }
+        const int drop = (left - size + 8) & 31;
+        if (size - left >= 1 && cur < static_cast<int>(data.size()) && drop < 8)
+            return w.first(size) | value_of(bits_of(data[cur], 8).substr(0, 8 - drop));
+        return w.first(size);
+    }
+    void skip_align8() { shift_out(left & 7); }
+    // The count is appended as bits 8 and up (-1 when not asked for).
+    uint32_t read_align8(bool want_count)
+    {
+        const int n = left & 7;
+        const uint32_t v = n > 0 ? w.first(n) : 0;
+        shift_out(n);
+        return v | static_cast<uint32_t>(want_count ? n : -1) << 8;
+    }
+    uint32_t read_ue()
+    {
+        int carried = 0;  // prefix zeros of a cache word that held nothing else
+        if (w.leading('0') == 32) {
+            carried = left;
+            flush(4);
+        }
+        const int lz = w.leading('0');
+        if (lz + carried == 0) {
+            shift_out(1);
+            return 0;
+        }
+        // Counted from the top of the current word; past 32 bits the value is meaningless.
+        uint32_t v;
+        return take(2 * lz + 1 + carried, v) ? v - 1 : 0xFFFFFFFEu;
+    }
+    uint32_t read_se()
+    {
+        const uint32_t k = read_ue();  // signed 32-bit arithmetic, wrapping
+        return static_cast<uint32_t>(k & 1 ? static_cast<int32_t>(k + 1) >> 1
+                                           : -(static_cast<int32_t>(k) >> 1));
+    }
+    uint32_t read_te(int range)
+    {
+        if (range == 1)
+            return 1u - read1();  // a failed refill reads as -1: 2
+        return range >= 2 ? read_ue() : 0;
+    }
+    uint32_t read_un() { return unary(1 << 30, true); }
+    uint32_t read_tu(int max) { return unary(max, false); }
+
+    // read, skip and the end of read_ue: the held bits above the refilled ones; exactly 32 bits
+    // empty the cache, other counts shift modulo 32. False when the refill fails.
+    bool take(int size, uint32_t &v)
+    {
+        uint32_t hi = 0;
+        if (left < size) {
+            hi = w.first(size);
+            const int held = left;
             if (flush(4) != 0)
                 return false;
             size -= held;
         }
-        consume(size);
+        v = w.first(size) | hi;
+        shift_out(size);
+        if (size == 32) {
+            w = Word();
+            left = 0;
+        }
         return true;
     }
-
-    ModelResult read(int size)
+    // read_un has no maximum and a 33-bit path for a refilled word of ones.
+    uint32_t unary(int max, bool un)
     {
-        uint32_t hi = 0;
-        if (left_ < size) {
-            hi = w_.first(size);  // the held bits, already above the place of the new ones
-            const int held = left_;
-            if (flush(4) != 0)
-                return {0xFFFFFFFFu};
-            size -= held;
-        }
-        const uint32_t v = w_.first(size);
-        consume(size);
-        return {v | hi};
-    }
-
-    ModelResult read1()
-    {
-        if (left_ == 0 && flush(4) != 0)
-            return {0xFFFFFFFFu};
-        const uint32_t bit = w_.b[0] == '1';
-        shift_out(1);
-        return {bit};
-    }
-
-    // Tops the cache up with whole bytes behind the held bits; bits still missing are the top of
-    // the unloaded byte at cur.
-    ModelResult peek(int size)
-    {
-        if (left_ < size) {
-            const int bytes = (32 - left_) >> 3;
-            if (bytes > 0) {
-                const Word held = w_;
-                const int held_bits = left_;
-                flush(bytes);  // a failure adds no bits
-                const Bits fresh = w_.b;
-                w_ = held;
-                w_.overlay(fresh, held_bits & 31);
-                left_ += held_bits;
-            }
-        }
-        uint32_t v = w_.first(size);
-        if (size - left_ >= 1 && cur_ < static_cast<int>(data_.size())) {
-            // `*cur >> (leftbits - size + 8)`: the top size - leftbits bits of the byte; when more
-            // than 8 are missing the count wraps and the byte contributes nothing.
-            const int drop = (left_ - size + 8) & 31;
-            if (drop < 8)
-                v |= value_of(bits_of(data_[static_cast<size_t>(cur_)], 8)
-                                  .substr(0, static_cast<size_t>(8 - drop)));
-        }
-        return {v};
-    }
-
-    ModelResult skip_peek(int skip_bits, int size)
-    {
-        if (!skip(skip_bits))
-            return {0};
-        return peek(size);
-    }
-
-    void skip_align8() { shift_out(left_ & 7); }
-
-    ModelResult read_align8(int *nbits)
-    {
-        const int n = left_ & 7;
-        const uint32_t v = n > 0 ? w_.first(n) : 0;
-        shift_out(n);
-        *nbits = n;
-        return {v};
-    }
-
-    ModelResult read_ue()
-    {
-        if (w_.b[0] == '1') {
-            shift_out(1);
-            return {0};
-        }
-        const bool zero_word = w_.all('0');
-        int carried = 0;
-        if (zero_word) {
-            carried = left_;  // prefix zeros; they continue in the next word
+        int carried = 0;  // counted as ones, whatever they are
+        // `~code >> (31 - leftbits)` is zero: no 0 among the valid bits nor in the bit after
+        // them. At 32 valid bits the count wraps to 31 and only the first bit is seen.
+        if (left <= 0 || w.b.substr(0, 32 - ((31 - left) & 31)).find('0') == Bits::npos) {
+            if (!un && left >= max)
+                return shift_out(max), max;  // taken as max ones without looking
+            carried = left;
             flush(4);
+            if (un && w.leading('1') == 32)
+                return shift_out(33), 32 + carried;
         }
-        const int lz = w_.leading('0');  // 32 when the (new) word is zero too
-        const int zeros = lz + carried;
-        if (zeros == 0) {
-            shift_out(1);
-            return {0};
-        }
-        int need = lz + 1 + zeros;  // code length counted from the top of the current word
-        uint32_t hi = 0;
-        if (need > left_) {
-            const Word held = w_;
-            const int held_bits = left_;
-            if (flush(4) != 0)
-                return {0xFFFFFFFEu};
-            // The held bits, above the place of the new ones; past 32 bits the shift wraps
-            // and the value is meaningless (codes of up to 31 bits are exact).
-            hi = held.first(need);
-            need -= held_bits;
-        }
-        const uint32_t v = w_.first(need);
-        consume(need);
-        return {(v | hi) - 1};
-    }
-
-    ModelResult read_se()
-    {
-        ModelResult k = read_ue();
-        const int32_t s = static_cast<int32_t>(k.value);
-        k.value = static_cast<uint32_t>((k.value & 1) ? static_cast<int32_t>(k.value + 1) >> 1
-                                                      : -(s >> 1));
-        return k;
-    }
-
-    ModelResult read_te(int range)
-    {
-        if (range >= 2)
-            return read_ue();
-        if (range == 1)
-            return {1u - read1().value};  // a failed refill reads as -1: 2
-        return {0};
-    }
-
-    ModelResult read_un()
-    {
-        int carried = 0;
-        if (!zero_in_view()) {
-            carried = left_;  // counted as ones, whatever they are
-            flush(4);
-            if (w_.all('1')) {
-                shift_out(33);
-                return {static_cast<uint32_t>(32 + carried)};
-            }
-        }
-        const int ones = w_.leading('1');
-        shift_out(ones + 1);
-        return {static_cast<uint32_t>(ones + carried)};
-    }
-
-    ModelResult read_tu(int max)
-    {
-        int carried = 0;
-        if (!zero_in_view()) {
-            if (left_ >= max) {
-                shift_out(max);
-                return {static_cast<uint32_t>(max)};
-            }
-            carried = left_;
-            flush(4);
-        }
-        const int ones = w_.leading('1');
-        const int total = ones + carried;
-        if (total > max) {
-            shift_out(max);
-            return {static_cast<uint32_t>(max)};
-        }
-        shift_out(ones + 1);
-        return {static_cast<uint32_t>(total)};
-    }
-
-private:
-    // skip and read: exactly 32 bits empty the cache, other counts shift modulo 32.
-    void consume(int n)
-    {
-        if (n == 32) {
-            w_.clear();
-            left_ = 0;
-        } else {
-            shift_out(n);
-        }
+        const int ones = w.leading('1');
+        if (ones + carried > max)
+            return shift_out(max), max;
+        return shift_out(ones + 1), ones + carried;
     }
     void shift_out(int n)
     {
-        w_.shift(n);
-        left_ -= n;
+        w.shift(n);
+        left -= n;
     }
-    // `~code >> (31 - leftbits)` is non-zero: a 0 among the valid bits or the bit after them.
-    // At 32 valid bits the count wraps to 31 and only the first bit is seen.
-    bool zero_in_view() const
-    {
-        if (left_ <= 0)
-            return false;
-        const int seen = 32 - ((31 - left_) & 31);
-        return w_.b.substr(0, static_cast<size_t>(seen)).find('0') != Bits::npos;
-    }
-    bool clean() const
-    {
-        return left_ >= 0 && left_ <= 32 &&
-               w_.b.find('1', static_cast<size_t>(left_)) == Bits::npos;
-    }
-
-    std::vector<uint8_t> data_;
-    int cur_ = 0;
-    Word w_;
-    int left_ = 0;
 };
 
-class BitWriterModel {
-public:
-    // `memory` is everything the writer could reach (the buffer plus any slack after it);
-    // `size` is the size the record is given.
-    BitWriterModel(std::vector<uint8_t> memory, int size) : mem_(std::move(memory)), size_(size) {}
+struct BitWriterModel {
+    std::vector<uint8_t> memory;  // all the writer may reach: the buffer and any slack after it
+    int end;                      // the record's end, as an index
+    int cur = 0;
+    Word w{};
+    int left = 32;
+    // Bytes holding at least one written bit, at most the word's 4.
+    int pending_bytes() const { return std::min((39 - left) >> 3, 4); }
 
-    uint32_t code() const { return w_.code(); }
-    int leftbits() const { return left_; }
-    int cur() const { return cur_; }
-    const std::vector<uint8_t> &memory() const { return mem_; }
-    // Bytes a drain would write now: those holding at least one written bit. The word has 4;
-    // the count (39 - leftbits) / 8 only exceeds that once leftbits is below 0.
-    int pending_bytes() const { return std::min((39 - left_) >> 3, 4); }
-
-    // Default drain, from the top; no space test.
     int flush()
     {
-        for (int i = pending_bytes(); i > 0; --i) {
-            mem_.at(static_cast<size_t>(cur_++)) =
-                static_cast<uint8_t>(value_of(w_.b.substr(0, 8)));
-            w_.shift(8);
-        }
+        for (int i = pending_bytes(); i > 0; --i, w.shift(8))
+            memory.at(cur++) = static_cast<uint8_t>(w.first(8));
         return 0;
     }
-    int deinit() { return flush(); }
-
     int write(uint32_t value, int len) { return put(bits_of(value, len), false); }
-
     int write1(int bit)
     {
-        --left_;
         if (bit & 1)
-            w_.b[static_cast<size_t>(31 - (left_ & 31))] = '1';
-        if (left_ > 0)
+            w.b[31 - ((left - 1) & 31)] = '1';
+        if (--left > 0)
             return 0;
-        if (cur_ > end())
-            return -1;
-        flush();
-        w_.clear();
-        left_ = 32;
-        return 0;
+        return cur > end ? -1 : drain_all();
     }
-
     // n zeros, a 1, the low n bits of value + 1; n stops at 16.
     static Bits ue_bits(uint32_t value)
     {
@@ -367,7 +227,7 @@ public:
         int n = 0;
         while (n < 16 && (u >> (n + 1)) != 0)
             ++n;
-        return Bits(static_cast<size_t>(n), '0') + "1" + bits_of(u, n);
+        return Bits(n, '0') + "1" + bits_of(u, n);
     }
     void write_ue(uint32_t value) { put(ue_bits(value), true); }
     void write_se(int32_t value) { write_ue(se_code_number(value)); }
@@ -378,55 +238,36 @@ public:
         else if (range >= 2)
             write_ue(value);
     }
+    int sink() { return cur + pending_bytes() > end ? -1 : drain_all(); }
+    int deinit() { return flush(); }
 
-    int sink()
+    int drain_all()
     {
-        if (cur_ + pending_bytes() > end())
-            return -1;
         flush();
-        w_.clear();
-        left_ = 32;
+        w = Word();
+        left = 32;
         return 0;
     }
-
-private:
-    int end() const { return size_ - 1; }
-
-    // Appends up to 33 bits. A full cache needs 4 bytes before `end` to drain, or nothing but
-    // the OR happens. The bits that did not fit start the new word; with `exact` false (plain
-    // write, 32-bit value) the count of bits that did fit wraps at 32, so a 32-bit value into an
-    // empty cache stays there whole.
+    // Up to 33 bits. A full cache needs 4 bytes before `end` to drain, or only the OR happens.
+    // The bits that did not fit start the new word; for a plain write (`exact` false) the count
+    // of those that did fit wraps at 32, so a 32-bit value into an empty cache stays whole. A
+    // 33-bit code can fill the new word as well, which is then drained at once too.
     int put(const Bits &b, bool exact)
     {
-        const int len = static_cast<int>(b.size());
-        w_.overlay(b, (32 - left_) & 31);
-        if (left_ > len) {
-            left_ -= len;
-            return 0;
-        }
-        if (cur_ + 4 > end())
+        const int len = static_cast<int>(b.size()), fitted = left;
+        w = w.with(b, (32 - left) & 31);
+        if (left > len)
+            return left -= len, 0;
+        if (cur + 4 > end)
             return -1;
-        const int fitted = left_;
-        left_ = 0;
+        left = 0;
         flush();
-        w_.clear();
-        w_.overlay(b.substr(static_cast<size_t>(std::clamp(exact ? fitted : fitted & 31, 0, len))),
-                   0);
-        left_ = fitted + 32 - len;
-        // A 33-bit code can fill the new word as well; that word is drained at once too.
-        if (exact && left_ == 0 && cur_ + 4 <= end()) {
-            flush();
-            w_.clear();
-            left_ = 32;
-        }
+        w = Word().with(b.substr(std::clamp(exact ? fitted : fitted & 31, 0, len)), 0);
+        left = fitted + 32 - len;
+        if (exact && left == 0 && cur + 4 <= end)
+            drain_all();
         return 0;
     }
-
-    std::vector<uint8_t> mem_;
-    int size_;
-    int cur_ = 0;
-    Word w_;
-    int left_ = 32;
 };
 
 }  // namespace ozmu::test

@@ -1,10 +1,11 @@
-// Random operations for the bitstream reader and writer, applied alike to a library record and
-// to the models of bit_model.h, and random stream contents that reach the corner cases often:
-// long zero runs (long Exp-Golomb prefixes), long one runs (unary codes), the end of the data.
+// Random operations for the bitstream reader and writer, each written once against the models'
+// interface and applied alike to a model of bit_model.h and to a library record behind the same
+// interface; and random stream contents that reach the corner cases often: long zero runs (long
+// Exp-Golomb prefixes), long one runs (unary codes), the end of the data.
 #pragma once
 
 #include <climits>
-#include <cstdio>
+#include <functional>
 #include <string>
 
 #include "bit_model.h"
@@ -13,31 +14,89 @@
 
 namespace ozmu::test {
 
+struct LibReader {
+    ozmu_bsr *bs;
+
+    int flush(int bytes) { return ozmu_bsr_flush(bs, bytes); }
+    uint32_t read(int size) { return ozmu_bsr_read(bs, size); }
+    void skip(int size) { ozmu_bsr_skip(bs, size); }
+    uint32_t skip_peek(int skip, int size) { return ozmu_bsr_skip_peek(bs, skip, size); }
+    uint32_t read1() { return ozmu_bsr_read1(bs); }
+    uint32_t peek(int size) { return ozmu_bsr_peek(bs, size); }
+    void skip_align8() { ozmu_bsr_skip_align8(bs); }
+    uint32_t read_align8(bool want_count)
+    {
+        int n = -1;
+        return ozmu_bsr_read_align8(bs, want_count ? &n : nullptr) | static_cast<uint32_t>(n) << 8;
+    }
+    uint32_t read_ue() { return ozmu_bsr_read_ue(bs); }
+    uint32_t read_se() { return static_cast<uint32_t>(ozmu_bsr_read_se(bs)); }
+    uint32_t read_te(int range) { return ozmu_bsr_read_te(bs, range); }
+    uint32_t read_un() { return ozmu_bsr_read_un(bs); }
+    uint32_t read_tu(int max) { return ozmu_bsr_read_tu(bs, max); }
+};
+
+struct LibWriter {
+    ozmu_bsw *bs;
+
+    int deinit() { return ozmu_bsw_deinit(bs); }
+    int write(uint32_t value, int len) { return ozmu_bsw_write(bs, value, len); }
+    int write1(int bit) { return ozmu_bsw_write1(bs, bit); }
+    void write_ue(uint32_t value) { ozmu_bsw_write_ue(bs, value); }
+    void write_se(int32_t value) { ozmu_bsw_write_se(bs, value); }
+    void write_te(uint32_t value, int range) { ozmu_bsw_write_te(bs, value, range); }
+    int sink() { return ozmu_bsw_sink(bs); }
+};
+
+// One operation, written once against the models' interface and applied to a model or, through
+// the adapter, to a library record. Its result is 0 for the void functions.
+template <class Model, class Lib>
+struct Op {
+    const char *function;
+    std::vector<int64_t> args;  // for failure messages
+    std::function<uint32_t(Lib &)> lib;
+    std::function<uint32_t(Model &)> model;
+    bool long_code = false;  // a 33-bit Exp-Golomb code (16 prefix zeros)
+
+    template <class F>
+    Op(const char *f, std::initializer_list<int64_t> a, F op, bool long_ue = false)
+        : function(f), args(a), lib(op), model(op), long_code(long_ue)
+    {
+    }
+    uint32_t operator()(decltype(Lib::bs) record) const
+    {
+        Lib l{record};
+        return lib(l);
+    }
+    uint32_t operator()(Model &m) const { return model(m); }
+    std::string name() const
+    {
+        std::string s = std::string(function) + "(";
+        for (const int64_t &a : args)
+            s += std::to_string(a) + (&a == &args.back() ? "" : ",");
+        return s + ")";
+    }
+};
+using ReaderOp = Op<BitReaderModel, LibReader>;
+using WriterOp = Op<BitWriterModel, LibWriter>;
+
 inline void fill_stream_bytes(Rng &rng, uint8_t *p, int n)
 {
     static const uint8_t kSpecial[] = {0x00, 0xFF, 0x01, 0x80, 0x7F, 0xFE, 0x0F, 0xF0};
-    const int mode = rng.range(0, 4);
+    const int mode = rng.range(0, 4);  // 1: mostly 00, 2: mostly FF, 3: special, 4: runs of 0..2
     for (int i = 0; i < n;) {
-        int run = mode == 4 ? rng.range(1, 12) : 1;  // mode 4: runs of one kind of byte
         const int kind = mode == 4 ? rng.range(0, 2) : mode;
-        for (; run > 0 && i < n; --run, ++i) {
+        for (int run = mode == 4 ? rng.range(1, 12) : 1; run > 0 && i < n; --run, ++i) {
             const int roll = rng.range(0, 99);
-            if (kind == 1)
-                p[i] = roll < 85 ? 0x00 : static_cast<uint8_t>(rng.u32());
-            else if (kind == 2)
-                p[i] = roll < 85 ? 0xFF : static_cast<uint8_t>(rng.u32());
-            else if (kind == 3)
-                p[i] = roll < 70 ? kSpecial[roll & 7] : static_cast<uint8_t>(rng.u32());
-            else
-                p[i] = static_cast<uint8_t>(rng.u32());
+            const uint8_t any = static_cast<uint8_t>(rng.u32());
+            p[i] = kind == 1   ? (roll < 85 ? 0x00 : any)
+                   : kind == 2 ? (roll < 85 ? 0xFF : any)
+                               : (kind == 3 && roll < 70 ? kSpecial[roll & 7] : any);
         }
     }
 }
 
-inline int random_stream_size(Rng &rng)
-{
-    return rng.coin() ? rng.range(0, 9) : rng.range(0, 64);
-}
+inline int random_stream_size(Rng &rng) { return rng.range(0, rng.coin() ? 9 : 64); }
 
 // 1..32 with the boundary sizes drawn more often.
 inline int random_bit_count(Rng &rng)
@@ -49,248 +108,91 @@ inline int random_bit_count(Rng &rng)
 inline std::string hex_bytes(const uint8_t *p, size_t n)
 {
     std::string s;
-    char b[4];
-    for (size_t i = 0; i < n; ++i) {
-        std::snprintf(b, sizeof b, "%02x ", p[i]);
-        s += b;
-    }
+    for (size_t i = 0; i < n; ++i)
+        s.append({"0123456789abcdef"[p[i] >> 4], "0123456789abcdef"[p[i] & 15], ' '});
     return s;
 }
 
-struct ReaderOp {
-    enum Kind {
-        Read,
-        Read1,
-        Skip,
-        Peek,
-        SkipPeek,
-        SkipAlign8,
-        ReadAlign8,
-        Ue,
-        Se,
-        Te,
-        Un,
-        Tu,
-        Flush
-    };
-    Kind kind;
-    int a = 0, b = 0;
-
-    std::string name() const
-    {
-        static const char *const kNames[] = {
-            "read",    "read1",   "skip",    "peek",    "skip_peek", "skip_align8", "read_align8",
-            "read_ue", "read_se", "read_te", "read_un", "read_tu",   "flush"};
-        std::string s = kNames[kind];
-        switch (kind) {
-        case Read:
-        case Skip:
-        case Peek:
-        case Te:
-        case Tu:
-        case Flush: return s + "(" + std::to_string(a) + ")";
-        case SkipPeek: return s + "(" + std::to_string(a) + "," + std::to_string(b) + ")";
-        case ReadAlign8: return s + (b ? "(&n)" : "(null)");
-        default: return s;
-        }
-    }
-};
+// An index drawn with the given cumulative weights out of 100.
+template <size_t N>
+int draw(Rng &rng, const int (&cumulative)[N])
+{
+    int k = 0;
+    for (const int roll = rng.range(0, 99); roll >= cumulative[k];)
+        ++k;
+    return k;
+}
 
 // flush_ok: a direct call of ozmu_bsr_flush may be drawn.
 inline ReaderOp random_reader_op(Rng &rng, bool flush_ok = true)
 {
-    for (;;) {
-        const int roll = rng.range(0, 99);
-        ReaderOp op{ReaderOp::Read};
-        if (roll < 20)
-            op = {ReaderOp::Read, random_bit_count(rng)};
-        else if (roll < 28)
-            op = {ReaderOp::Read1};
-        else if (roll < 34)
-            op = {ReaderOp::Skip, random_bit_count(rng)};
-        else if (roll < 42)
-            op = {ReaderOp::Peek, random_bit_count(rng)};
-        else if (roll < 47)
-            op = {ReaderOp::SkipPeek, random_bit_count(rng), random_bit_count(rng)};
-        else if (roll < 50)
-            op = {ReaderOp::SkipAlign8};
-        else if (roll < 54)
-            op = {ReaderOp::ReadAlign8, 0, rng.range(0, 3) != 0};
-        else if (roll < 68)
-            op = {ReaderOp::Ue};
-        else if (roll < 74)
-            op = {ReaderOp::Se};
-        else if (roll < 79)
-            op = {ReaderOp::Te, rng.range(-1, 4)};
-        else if (roll < 88)
-            op = {ReaderOp::Un};
-        else if (roll < 98)
-            op = {ReaderOp::Tu, rng.range(0, 35)};
-        else
-            op = {ReaderOp::Flush, rng.range(1, 4)};
-        if (flush_ok || op.kind != ReaderOp::Flush)
-            return op;
+    static const int kWeights[] = {20, 28, 34, 42, 47, 50, 54, 68, 74, 79, 88, 98, 100};
+    const int a = random_bit_count(rng), b = random_bit_count(rng), te = rng.range(-1, 4),
+              tu = rng.range(0, 35), bytes = rng.range(1, 4);
+    const bool want_count = rng.range(0, 3) != 0;
+    const int kind = draw(rng, kWeights);
+    switch (kind == 12 && !flush_ok ? 1 : kind) {
+    case 0: return {"read", {a}, [=](auto &r) { return r.read(a); }};
+    case 1: return {"read1", {}, [](auto &r) { return r.read1(); }};
+    case 2: return {"skip", {a}, [=](auto &r) { return r.skip(a), 0u; }};
+    case 3: return {"peek", {a}, [=](auto &r) { return r.peek(a); }};
+    case 4: return {"skip_peek", {a, b}, [=](auto &r) { return r.skip_peek(a, b); }};
+    case 5: return {"skip_align8", {}, [](auto &r) { return r.skip_align8(), 0u; }};
+    case 6:
+        return {"read_align8", {want_count}, [=](auto &r) { return r.read_align8(want_count); }};
+    case 7: return {"read_ue", {}, [](auto &r) { return r.read_ue(); }};
+    case 8: return {"read_se", {}, [](auto &r) { return r.read_se(); }};
+    case 9: return {"read_te", {te}, [=](auto &r) { return r.read_te(te); }};
+    case 10: return {"read_un", {}, [](auto &r) { return r.read_un(); }};
+    case 11: return {"read_tu", {tu}, [=](auto &r) { return r.read_tu(tu); }};
+    default: return {"flush", {bytes}, [=](auto &r) { return uint32_t(r.flush(bytes)); }};
     }
 }
-
-struct Outcome {
-    uint32_t value = 0;
-    int nbits = -7;  // read_align8's count; -7 when not asked for
-};
-
-inline Outcome apply(ozmu_bsr *bs, const ReaderOp &op)
-{
-    Outcome r;
-    switch (op.kind) {
-    case ReaderOp::Read: r.value = ozmu_bsr_read(bs, op.a); break;
-    case ReaderOp::Read1: r.value = ozmu_bsr_read1(bs); break;
-    case ReaderOp::Skip: ozmu_bsr_skip(bs, op.a); break;
-    case ReaderOp::Peek: r.value = ozmu_bsr_peek(bs, op.a); break;
-    case ReaderOp::SkipPeek: r.value = ozmu_bsr_skip_peek(bs, op.a, op.b); break;
-    case ReaderOp::SkipAlign8: ozmu_bsr_skip_align8(bs); break;
-    case ReaderOp::ReadAlign8: r.value = ozmu_bsr_read_align8(bs, op.b ? &r.nbits : nullptr); break;
-    case ReaderOp::Ue: r.value = ozmu_bsr_read_ue(bs); break;
-    case ReaderOp::Se: r.value = static_cast<uint32_t>(ozmu_bsr_read_se(bs)); break;
-    case ReaderOp::Te: r.value = ozmu_bsr_read_te(bs, op.a); break;
-    case ReaderOp::Un: r.value = ozmu_bsr_read_un(bs); break;
-    case ReaderOp::Tu: r.value = ozmu_bsr_read_tu(bs, op.a); break;
-    case ReaderOp::Flush: r.value = static_cast<uint32_t>(ozmu_bsr_flush(bs, op.a)); break;
-    }
-    return r;
-}
-
-inline Outcome apply(BitReaderModel &m, const ReaderOp &op)
-{
-    Outcome r;
-    ModelResult v;
-    switch (op.kind) {
-    case ReaderOp::Read: v = m.read(op.a); break;
-    case ReaderOp::Read1: v = m.read1(); break;
-    case ReaderOp::Skip: m.skip(op.a); break;
-    case ReaderOp::Peek: v = m.peek(op.a); break;
-    case ReaderOp::SkipPeek: v = m.skip_peek(op.a, op.b); break;
-    case ReaderOp::SkipAlign8: m.skip_align8(); break;
-    case ReaderOp::ReadAlign8: {
-        int n = 0;
-        v = m.read_align8(&n);
-        if (op.b)
-            r.nbits = n;
-        break;
-    }
-    case ReaderOp::Ue: v = m.read_ue(); break;
-    case ReaderOp::Se: v = m.read_se(); break;
-    case ReaderOp::Te: v = m.read_te(op.a); break;
-    case ReaderOp::Un: v = m.read_un(); break;
-    case ReaderOp::Tu: v = m.read_tu(op.a); break;
-    case ReaderOp::Flush: v.value = static_cast<uint32_t>(m.flush(op.a)); break;
-    }
-    r.value = v.value;
-    return r;
-}
-
-struct WriterOp {
-    enum Kind { Write, Write1, Ue, Se, Te, Sink, Deinit };
-    Kind kind;
-    uint32_t value = 0;
-    int a = 0;
-
-    std::string name() const
-    {
-        const std::string v = std::to_string(value);
-        switch (kind) {
-        case Write: return "write(" + v + "," + std::to_string(a) + ")";
-        case Write1: return "write1(" + std::to_string(a) + ")";
-        case Ue: return "write_ue(" + v + ")";
-        case Se: return "write_se(" + std::to_string(static_cast<int32_t>(value)) + ")";
-        case Te: return "write_te(" + v + "," + std::to_string(a) + ")";
-        case Sink: return "sink";
-        default: return "deinit";
-        }
-    }
-};
 
 // Exp-Golomb arguments: small, the writer's exact range, its 33-bit codes, anything.
 inline uint32_t random_ue_value(Rng &rng)
 {
     const int roll = rng.range(0, 99);
-    if (roll < 40)
-        return static_cast<uint32_t>(rng.range(0, 40));
-    if (roll < 70)
-        return static_cast<uint32_t>(rng.range(0, 131070));
-    if (roll < 85)
-        return static_cast<uint32_t>(rng.range(65535, 131072));
-    return rng.u32();
+    return roll < 40   ? rng.range(0, 40)
+           : roll < 70 ? rng.range(0, 131070)
+           : roll < 85 ? rng.range(65535, 131072)
+                       : rng.u32();
 }
 
 inline int32_t random_se_value(Rng &rng)
 {
     const int roll = rng.range(0, 99);
-    if (roll < 45)
-        return rng.range(-20, 20);
-    if (roll < 80)
-        return rng.range(-65535, 65535);
-    if (roll < 90)
-        return rng.coin() ? INT_MIN : INT_MAX;
-    return static_cast<int32_t>(rng.u32());
+    return roll < 45   ? rng.range(-20, 20)
+           : roll < 80 ? rng.range(-65535, 65535)
+           : roll < 90 ? (rng.coin() ? INT_MIN : INT_MAX)
+                       : static_cast<int32_t>(rng.u32());
 }
+
+inline bool is_long_ue(uint32_t value) { return BitWriterModel::ue_bits(value).size() == 33; }
 
 // deinit_ok: a drain without space test would stay inside the memory the test owns.
 inline WriterOp random_writer_op(Rng &rng, bool deinit_ok = true)
 {
-    for (;;) {
-        const int roll = rng.range(0, 99);
-        WriterOp op{WriterOp::Sink};
-        if (roll < 27) {
-            const int r = rng.range(0, 3);
-            const uint32_t v = r == 0 ? 0u : r == 1 ? 0xFFFFFFFFu : rng.u32();
-            op = {WriterOp::Write, v, random_bit_count(rng)};
-        } else if (roll < 47) {
-            static const int kBits[] = {0, 1, 1, 0, 2, 3, -1};
-            op = {WriterOp::Write1, 0, kBits[rng.range(0, 6)]};
-        } else if (roll < 63) {
-            op = {WriterOp::Ue, random_ue_value(rng)};
-        } else if (roll < 75) {
-            op = {WriterOp::Se, static_cast<uint32_t>(random_se_value(rng))};
-        } else if (roll < 88) {
-            const int range = rng.range(-1, 4);
-            op = {WriterOp::Te,
-                  range == 1 ? static_cast<uint32_t>(rng.range(0, 3)) : random_ue_value(rng),
-                  range};
-        } else if (roll < 96) {
-            op = {WriterOp::Sink};
-        } else {
-            op = {WriterOp::Deinit};
-        }
-        if (op.kind == WriterOp::Deinit && !deinit_ok)
-            continue;
-        return op;
-    }
-}
-
-// Returns the function's int result, 0 for the void ones.
-inline int apply(ozmu_bsw *bs, const WriterOp &op)
-{
-    switch (op.kind) {
-    case WriterOp::Write: return ozmu_bsw_write(bs, op.value, op.a);
-    case WriterOp::Write1: return ozmu_bsw_write1(bs, op.a);
-    case WriterOp::Ue: ozmu_bsw_write_ue(bs, op.value); return 0;
-    case WriterOp::Se: ozmu_bsw_write_se(bs, static_cast<int32_t>(op.value)); return 0;
-    case WriterOp::Te: ozmu_bsw_write_te(bs, op.value, op.a); return 0;
-    case WriterOp::Sink: return ozmu_bsw_sink(bs);
-    default: return ozmu_bsw_deinit(bs);
-    }
-}
-
-inline int apply(BitWriterModel &m, const WriterOp &op)
-{
-    switch (op.kind) {
-    case WriterOp::Write: return m.write(op.value, op.a);
-    case WriterOp::Write1: return m.write1(op.a);
-    case WriterOp::Ue: m.write_ue(op.value); return 0;
-    case WriterOp::Se: m.write_se(static_cast<int32_t>(op.value)); return 0;
-    case WriterOp::Te: m.write_te(op.value, op.a); return 0;
-    case WriterOp::Sink: return m.sink();
-    default: return m.deinit();
+    static const int kWeights[] = {27, 47, 63, 75, 88, 96, 100};
+    static const int kBits[] = {0, 1, 1, 0, 2, 3, -1};  // write1 takes bit 0 only
+    const int r = rng.range(0, 3), len = random_bit_count(rng), bit = kBits[rng.range(0, 6)],
+              range = rng.range(-1, 4);
+    const uint32_t bits = r == 0 ? 0u : r == 1 ? 0xFFFFFFFFu : rng.u32(), ue = random_ue_value(rng);
+    const uint32_t te = range == 1 ? static_cast<uint32_t>(r) : ue;
+    const int32_t se = random_se_value(rng);
+    const int kind = draw(rng, kWeights);
+    switch (kind == 6 && !deinit_ok ? 5 : kind) {
+    case 0: return {"write", {bits, len}, [=](auto &w) { return uint32_t(w.write(bits, len)); }};
+    case 1: return {"write1", {bit}, [=](auto &w) { return uint32_t(w.write1(bit)); }};
+    case 2: return {"write_ue", {ue}, [=](auto &w) { return w.write_ue(ue), 0u; }, is_long_ue(ue)};
+    case 3:
+        return {"write_se", {se}, [=](auto &w) { return w.write_se(se), 0u; },
+                is_long_ue(se_code_number(se))};
+    case 4:
+        return {"write_te", {te, range}, [=](auto &w) { return w.write_te(te, range), 0u; },
+                range >= 2 && is_long_ue(te)};
+    case 5: return {"sink", {}, [](auto &w) { return uint32_t(w.sink()); }};
+    default: return {"deinit", {}, [](auto &w) { return uint32_t(w.deinit()); }};
     }
 }
 

@@ -6,12 +6,12 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cstdint>
 #include <fstream>
 #include <iterator>
-#include <ostream>
+#include <map>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "ozmu.h"
@@ -22,7 +22,7 @@ const std::string kDataDir = OZMU_TEST_DATA_DIR "/bitstream/";
 
 struct StreamRow {
     std::string file, codec, profile;
-    int64_t level, coded_width, coded_height, width, height;
+    int64_t level = -1, coded_width = -1, coded_height = -1, width = -1, height = -1;
     std::string pix_fmt;
 };
 
@@ -35,391 +35,254 @@ std::vector<StreamRow> load_table()
     std::string line;
     std::getline(in, line);  // header
     while (std::getline(in, line)) {
-        std::vector<std::string> f;
+        std::replace(line.begin(), line.end(), '\t', '\n');  // profile names hold spaces
         std::istringstream cells(line);
-        for (std::string cell; std::getline(cells, cell, '\t');)
-            f.push_back(cell);
-        if (f.size() != 9) {  // kept, so that the test reports it
-            rows.push_back({line, "malformed row", "", -1, -1, -1, -1, -1, ""});
-            continue;
-        }
-        rows.push_back({f[0], f[1], f[2], std::stoll(f[3]), std::stoll(f[4]), std::stoll(f[5]),
-                        std::stoll(f[6]), std::stoll(f[7]), f[8]});
+        StreamRow &r = rows.emplace_back();
+        std::getline(std::getline(std::getline(cells, r.file), r.codec), r.profile);
+        cells >> r.level >> r.coded_width >> r.coded_height >> r.width >> r.height >> r.pix_fmt;
+        if (!cells)
+            r.codec = "malformed row";  // kept, so that the test reports it
     }
     return rows;
 }
 
-std::vector<uint8_t> load_file(const std::string &path)
+// The RBSPs of the Annex-B NAL units of one type: start code, header, trailing zero bytes and
+// emulation-prevention bytes (which the reader returns as they stand) removed.
+std::vector<std::vector<uint8_t>> rbsps(const std::vector<uint8_t> &s, bool hevc, int type)
 {
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-// Annex-B NAL units of one type, header included, start codes and trailing zero bytes removed.
-std::vector<std::vector<uint8_t>> nal_units(const std::vector<uint8_t> &s, bool hevc, int type)
-{
-    std::vector<size_t> starts;
-    for (size_t i = 0; i + 3 <= s.size(); ++i)
-        if (s[i] == 0 && s[i + 1] == 0 && s[i + 2] == 1) {
-            starts.push_back(i + 3);
-            i += 2;
-        }
+    std::vector<size_t> starts;  // first byte after each start code
+    for (size_t i = 2; i < s.size(); ++i)
+        if (s[i - 2] == 0 && s[i - 1] == 0 && s[i] == 1)
+            starts.push_back(++i);
     std::vector<std::vector<uint8_t>> units;
     for (size_t k = 0; k < starts.size(); ++k) {
-        const size_t begin = starts[k];
-        size_t end = k + 1 < starts.size() ? starts[k + 1] - 3 : s.size();
-        while (end > begin && s[end - 1] == 0)
+        size_t at = starts[k], end = k + 1 < starts.size() ? starts[k + 1] - 3 : s.size();
+        while (end > at && s[end - 1] == 0)
             --end;
-        if (end > begin && (hevc ? (s[begin] >> 1) & 63 : s[begin] & 31) == type)
-            units.emplace_back(s.begin() + begin, s.begin() + end);
+        if (end <= at || (hevc ? (s[at] >> 1) & 63 : s[at] & 31) != type)
+            continue;
+        std::vector<uint8_t> &rbsp = units.emplace_back();
+        at += hevc ? 2 : 1;
+        for (int zeros = 0; at < end; zeros = s[at] == 0 ? zeros + 1 : 0, ++at)
+            if (zeros < 2 || s[at] != 3)
+                rbsp.push_back(s[at]);
     }
     return units;
 }
 
-// The reader returns emulation-prevention bytes as they stand, so they go first.
-std::vector<uint8_t> unescape(const uint8_t *p, const uint8_t *end)
-{
-    std::vector<uint8_t> out;
-    int zeros = 0;
-    for (; p < end; ++p) {
-        if (zeros >= 2 && *p == 3) {
-            zeros = 0;
-            continue;
-        }
-        zeros = *p == 0 ? zeros + 1 : 0;
-        out.push_back(*p);
-    }
-    return out;
-}
-
-enum class Coding { Bits, Ue, Se };
+enum Coding { U, R, UE, SE };  // fixed-length, reserved (peeked, then skipped), Exp-Golomb
 
 struct Element {
-    uint32_t value;
     Coding coding;
     int bits;  // as consumed by the reader
+    uint32_t value;
 };
 
-// Reads syntax elements and keeps each with its coding, so the writer can replay them.
-class SyntaxReader {
-public:
+// Reads syntax elements and records each, so that the writer can replay them.
+struct SyntaxReader {
     explicit SyntaxReader(std::vector<uint8_t> &rbsp)
     {
-        ozmu_bsr_init(&bs_, rbsp.data(), static_cast<int>(rbsp.size()), nullptr);
+        ozmu_bsr_init(&bs, rbsp.data(), static_cast<int>(rbsp.size()), nullptr);
     }
-    uint32_t u(int n)
+    int position() const { return static_cast<int>(bs.cur - bs.beg) * 8 - bs.leftbits; }
+    uint32_t u(int n) { return take(U, n); }
+    uint32_t ue() { return take(UE, 0); }
+    int32_t se() { return static_cast<int32_t>(take(SE, 0)); }
+    // Elements nothing here depends on, by coding: "u<n>", "r<n>", "ue", "se".
+    void skip(const std::string &syntax)
     {
-        return take(Coding::Bits,
-                    [&] { return n == 1 ? ozmu_bsr_read1(&bs_) : ozmu_bsr_read(&bs_, n); });
+        std::istringstream in(syntax);
+        for (std::string e; in >> e;)
+            take(e == "ue" ? UE : e == "se" ? SE : e[0] == 'r' ? R : U, std::atoi(e.c_str() + 1));
     }
-    uint32_t ue() { return take(Coding::Ue, [&] { return ozmu_bsr_read_ue(&bs_); }); }
-    int32_t se()
+    uint32_t take(Coding coding, int n)
     {
-        return static_cast<int32_t>(
-            take(Coding::Se, [&] { return static_cast<uint32_t>(ozmu_bsr_read_se(&bs_)); }));
-    }
-    // Bits nothing depends on (reserved and constraint flags): looked at, then skipped.
-    void reserved(int n)
-    {
-        for (; n > 0; n -= 24) {
-            const int k = std::min(n, 24);
-            take(Coding::Bits, [&] {
-                const uint32_t v = ozmu_bsr_peek(&bs_, k);
-                ozmu_bsr_skip(&bs_, k);
-                return v;
-            });
+        const int at = position();
+        uint32_t v = 0;
+        switch (coding) {
+        case U: v = n == 1 ? ozmu_bsr_read1(&bs) : ozmu_bsr_read(&bs, n); break;
+        case R: v = ozmu_bsr_peek(&bs, n), ozmu_bsr_skip(&bs, n); break;
+        case UE: v = ozmu_bsr_read_ue(&bs); break;
+        case SE: v = static_cast<uint32_t>(ozmu_bsr_read_se(&bs)); break;
         }
-    }
-    int position() const { return static_cast<int>(bs_.cur - bs_.beg) * 8 - bs_.leftbits; }
-    ozmu_bsr &raw() { return bs_; }
-    const std::vector<Element> &elements() const { return elements_; }
-
-private:
-    template <class Read>
-    uint32_t take(Coding coding, Read read)
-    {
-        const int start = position();
-        const uint32_t v = read();
-        elements_.push_back({v, coding, position() - start});
+        elements.push_back({coding, position() - at, v});
         return v;
     }
 
-    ozmu_bsr bs_{};
-    std::vector<Element> elements_;
+    ozmu_bsr bs;
+    std::vector<Element> elements;
 };
 
-struct Derived {
-    std::string profile, pix_fmt;
-    int64_t level = -1, coded_width = -1, coded_height = -1, width = -1, height = -1;
-};
-
-std::string pix_fmt_of(uint32_t chroma_format_idc, uint32_t bit_depth)
+// Cropped size from the chroma array type; pixel format from the sample layout delivered.
+void finish(StreamRow &d, uint32_t chroma_array_type, uint32_t layout, uint32_t bit_depth,
+            int64_t field_factor, const uint32_t win[4])
 {
-    static const char *const layouts[] = {"gray", "yuv420p", "yuv422p", "yuv444p"};
-    std::string s = layouts[chroma_format_idc];
-    return bit_depth > 8 ? s + std::to_string(bit_depth) + "le" : s;
-}
-
-void crop(Derived &d, uint32_t chroma_array_type, int64_t field_factor, const uint32_t win[4])
-{
+    static const char *const kLayouts[] = {"gray", "yuv420p", "yuv422p", "yuv444p"};
+    d.pix_fmt = kLayouts[layout] + (bit_depth > 8 ? std::to_string(bit_depth) + "le" : "");
     const int64_t unit_x = chroma_array_type == 1 || chroma_array_type == 2 ? 2 : 1;
     const int64_t unit_y = (chroma_array_type == 1 ? 2 : 1) * field_factor;
-    d.width = d.coded_width - unit_x * (int64_t(win[0]) + win[1]);
-    d.height = d.coded_height - unit_y * (int64_t(win[2]) + win[3]);
+    d.width = d.coded_width - unit_x * (int64_t{win[0]} + win[1]);
+    d.height = d.coded_height - unit_y * (int64_t{win[2]} + win[3]);
 }
 
-std::string avc_profile_name(uint32_t idc, uint32_t constraint_flags)
-{
-    const bool set1 = constraint_flags & 0x10, set3 = constraint_flags & 0x04;
-    switch (idc) {
-    case 66: return set1 ? "Constrained Baseline" : "Baseline";
-    case 77: return "Main";
-    case 88: return "Extended";
-    case 100: return "High";
-    case 110: return set3 ? "High 10 Intra" : "High 10";
-    case 122: return set3 ? "High 4:2:2 Intra" : "High 4:2:2";
-    case 244: return set3 ? "High 4:4:4 Intra" : "High 4:4:4 Predictive";
-    case 44: return "CAVLC 4:4:4";
-    }
-    return "profile_idc " + std::to_string(idc);
-}
+// The profiles of the sample streams, plain and with the constraint flag that marks a variant:
+// constraint_set1 for Constrained Baseline, constraint_set3 for the intra profiles.
+const std::map<uint32_t, std::pair<const char *, const char *>> kAvcProfiles = {
+    {66, {"Baseline", "Constrained Baseline"}}, {77, {"Main", "Main"}}, {100, {"High", "High"}},
+    {110, {"High 10", "High 10 Intra"}}, {122, {"High 4:2:2", "High 4:2:2 Intra"}},
+    {244, {"High 4:4:4 Predictive", "High 4:4:4 Intra"}}};
 
-void avc_scaling_list(SyntaxReader &r, int size)
+void parse_avc_sps(SyntaxReader &r, StreamRow &d)
 {
-    int64_t last = 8, next = 8;
-    for (int j = 0; j < size; ++j) {
-        if (next != 0)
-            next = (last + r.se() + 256) % 256;  // delta_scale
-        last = next == 0 ? last : next;
-    }
-}
-
-void parse_avc_sps(SyntaxReader &r, Derived &d)
-{
-    const uint32_t profile_idc = r.u(8);
-    uint32_t constraint_flags = 0;
-    for (int i = 0; i < 6; ++i)
-        constraint_flags = constraint_flags << 1 | r.u(1);
-    r.reserved(2);
+    const uint32_t profile_idc = r.u(8), constraint_flags = r.u(6);
+    r.skip("r2");
     d.level = r.u(8);
-    ASSERT_LE(r.ue(), 31u);  // seq_parameter_set_id
+    r.ue();
     uint32_t chroma_format_idc = 1, separate_planes = 0, bit_depth = 8;
-    static constexpr uint32_t kHighProfiles[] = {100, 110, 122, 244, 44,  83, 86,
-                                                 118, 128, 138, 139, 134, 135};
-    if (std::find(std::begin(kHighProfiles), std::end(kHighProfiles), profile_idc) !=
-        std::end(kHighProfiles)) {
+    static const uint32_t kHigh[] = {100, 110, 122, 244, 44, 83, 86, 118, 128, 138, 139, 134, 135};
+    if (std::count(std::begin(kHigh), std::end(kHigh), profile_idc)) {
         chroma_format_idc = r.ue();
         ASSERT_LE(chroma_format_idc, 3u);
-        if (chroma_format_idc == 3)
-            separate_planes = r.u(1);
+        separate_planes = chroma_format_idc == 3 ? r.u(1) : 0;
         bit_depth = 8 + r.ue();
-        r.ue();    // bit_depth_chroma_minus8
-        r.u(1);    // qpprime_y_zero_transform_bypass_flag
-        if (r.u(1)) {  // seq_scaling_matrix_present_flag
-            for (int i = 0; i < (chroma_format_idc != 3 ? 8 : 12); ++i)
-                if (r.u(1))  // seq_scaling_list_present_flag[i]
-                    avc_scaling_list(r, i < 6 ? 16 : 64);
+        r.skip("ue u1");
+        const int lists = r.u(1) ? chroma_format_idc != 3 ? 8 : 12 : 0;  // scaling matrices
+        for (int i = 0; i < lists; ++i) {
+            const int size = r.u(1) ? i < 6 ? 16 : 64 : 0;
+            for (int j = 0, last = 8; j < size && last != 0; ++j)
+                last = (last + r.se() + 256) % 256;  // a 0 ends the list
         }
     }
-    r.ue();  // log2_max_frame_num_minus4
+    r.ue();
     const uint32_t poc_type = r.ue();
-    if (poc_type == 0) {
-        r.ue();  // log2_max_pic_order_cnt_lsb_minus4
-    } else if (poc_type == 1) {
-        r.u(1);  // delta_pic_order_always_zero_flag
-        r.se();  // offset_for_non_ref_pic
-        r.se();  // offset_for_top_to_bottom_field
+    if (poc_type == 0)
+        r.ue();
+    if (poc_type == 1) {
+        r.skip("u1 se se");
         const uint32_t cycle = r.ue();
         ASSERT_LE(cycle, 255u);
         for (uint32_t i = 0; i < cycle; ++i)
-            r.se();  // offset_for_ref_frame[i]
+            r.se();
     }
-    r.ue();  // max_num_ref_frames
-    r.u(1);  // gaps_in_frame_num_value_allowed_flag
-    const int64_t width_in_mbs = int64_t(r.ue()) + 1;
-    const int64_t height_in_map_units = int64_t(r.ue()) + 1;
+    r.skip("ue u1");
+    d.coded_width = (r.ue() + int64_t{1}) * 16;
+    d.coded_height = (r.ue() + int64_t{1}) * 16;
     const uint32_t frame_mbs_only = r.u(1);
-    if (!frame_mbs_only)
-        r.u(1);  // mb_adaptive_frame_field_flag
-    r.u(1);      // direct_8x8_inference_flag
+    d.coded_height *= 2 - frame_mbs_only;
+    r.skip(frame_mbs_only ? "u1" : "u1 u1");
     uint32_t win[4] = {};
-    if (r.u(1))  // frame_cropping_flag: left, right, top, bottom
+    if (r.u(1))  // frame cropping: left, right, top, bottom
         for (uint32_t &w : win)
             w = r.ue();
-    r.u(1);  // vui_parameters_present_flag
-
-    d.profile = avc_profile_name(profile_idc, constraint_flags);
-    d.coded_width = width_in_mbs * 16;
-    d.coded_height = height_in_map_units * 16 * (2 - frame_mbs_only);
-    crop(d, separate_planes ? 0 : chroma_format_idc, 2 - frame_mbs_only, win);
-    // The H.264 decoder delivers monochrome pictures as 4:2:0.
-    d.pix_fmt = pix_fmt_of(chroma_format_idc == 0 ? 1 : chroma_format_idc, bit_depth);
+    r.u(1);  // VUI present
+    const auto profile = kAvcProfiles.find(profile_idc);
+    if (profile != kAvcProfiles.end())
+        d.profile = constraint_flags & (profile_idc == 66 ? 0x10 : 0x04) ? profile->second.second
+                                                                        : profile->second.first;
+    // The decoder delivers monochrome pictures as 4:2:0.
+    finish(d, separate_planes ? 0 : chroma_format_idc, std::max(chroma_format_idc, 1u), bit_depth,
+           2 - frame_mbs_only, win);
 }
 
-void hevc_profile_tier_level(SyntaxReader &r, uint32_t max_sub_layers_minus1,
-                             uint32_t &profile_idc, int64_t &level)
+void parse_hevc_sps(SyntaxReader &r, StreamRow &d)
 {
-    r.u(2);  // general_profile_space
-    r.u(1);  // general_tier_flag
-    profile_idc = r.u(5);
-    r.u(32);  // general_profile_compatibility_flag[32]
-    for (int i = 0; i < 4; ++i)
-        r.u(1);  // progressive, interlaced, non-packed, frame-only constraint
-    r.reserved(43);
-    r.reserved(1);
-    level = r.u(8);
-    bool profile_present[8] = {}, level_present[8] = {};
-    for (uint32_t i = 0; i < max_sub_layers_minus1; ++i) {
-        profile_present[i] = r.u(1);
-        level_present[i] = r.u(1);
-    }
-    if (max_sub_layers_minus1 > 0)
-        for (uint32_t i = max_sub_layers_minus1; i < 8; ++i)
-            r.reserved(2);
-    for (uint32_t i = 0; i < max_sub_layers_minus1; ++i) {
-        if (profile_present[i]) {
-            r.u(8);   // space, tier, profile
-            r.u(32);  // compatibility flags
-            r.reserved(48);
-        }
-        if (level_present[i])
-            r.u(8);
-    }
-}
-
-void hevc_scaling_list_data(SyntaxReader &r)
-{
-    for (int size_id = 0; size_id < 4; ++size_id)
-        for (int matrix_id = 0; matrix_id < 6; matrix_id += size_id == 3 ? 3 : 1) {
-            if (!r.u(1)) {  // scaling_list_pred_mode_flag
-                r.ue();     // scaling_list_pred_matrix_id_delta
-                continue;
-            }
-            if (size_id > 1)
-                r.se();  // scaling_list_dc_coef_minus8
-            for (int i = 0; i < std::min(64, 1 << (4 + 2 * size_id)); ++i)
-                r.se();  // scaling_list_delta_coef
-        }
-}
-
-// In the SPS an inter-predicted set always refers to the set before it.
-void hevc_st_ref_pic_set(SyntaxReader &r, uint32_t idx, std::vector<uint32_t> &num_delta_pocs)
-{
-    uint32_t count = 0;
-    if (idx != 0 && r.u(1)) {  // inter_ref_pic_set_prediction_flag
-        r.u(1);                // delta_rps_sign
-        r.ue();                // abs_delta_rps_minus1
-        for (uint32_t j = 0; j <= num_delta_pocs[idx - 1]; ++j)
-            if (r.u(1) || r.u(1))  // used_by_curr_pic_flag, else use_delta_flag
-                ++count;
-    } else {
-        const uint32_t negative = r.ue(), positive = r.ue();
-        ASSERT_LE(uint64_t(negative) + positive, 32u);
-        for (uint32_t j = 0; j < negative + positive; ++j) {
-            r.ue();  // delta_poc_s0/s1_minus1
-            r.u(1);  // used_by_curr_pic_s0/s1_flag
-        }
-        count = negative + positive;
-    }
-    num_delta_pocs.push_back(count);
-}
-
-void parse_hevc_sps(SyntaxReader &r, Derived &d)
-{
-    r.u(4);  // sps_video_parameter_set_id
-    const uint32_t max_sub_layers_minus1 = r.u(3);
-    r.u(1);  // sps_temporal_id_nesting_flag
-    uint32_t profile_idc = 0;
-    hevc_profile_tier_level(r, max_sub_layers_minus1, profile_idc, d.level);
-    ASSERT_LE(r.ue(), 15u);  // sps_seq_parameter_set_id
+    r.skip("u4");
+    const uint32_t sub_layers = r.u(3);
+    r.skip("u1 u3");
+    const uint32_t profile_idc = r.u(5);
+    r.skip("u16 u16 r24 r24");
+    d.level = r.u(8);
+    std::vector<uint32_t> present(sub_layers);  // profile and level of each sub-layer
+    for (uint32_t &p : present)
+        p = r.u(2);
+    if (sub_layers > 0)
+        r.skip("r" + std::to_string(2 * (8 - sub_layers)));
+    for (uint32_t p : present)
+        r.skip(std::string(p & 2 ? "u8 u16 u16 r24 r24 " : "") + (p & 1 ? "u8" : ""));
+    r.ue();
     const uint32_t chroma_format_idc = r.ue();
     ASSERT_LE(chroma_format_idc, 3u);
-    const uint32_t separate_planes = chroma_format_idc == 3 ? r.u(1) : 0;
+    const uint32_t chroma_array_type = chroma_format_idc == 3 && r.u(1) ? 0 : chroma_format_idc;
     d.coded_width = r.ue();
     d.coded_height = r.ue();
     uint32_t win[4] = {};
-    if (r.u(1))  // conformance_window_flag: left, right, top, bottom
+    if (r.u(1))  // conformance window: left, right, top, bottom
         for (uint32_t &w : win)
             w = r.ue();
     const uint32_t bit_depth = 8 + r.ue();
-    r.ue();  // bit_depth_chroma_minus8
+    r.ue();
     const uint32_t log2_max_poc_lsb = r.ue() + 4;
     ASSERT_LE(log2_max_poc_lsb, 16u);
-    const bool ordering_for_all = r.u(1);
-    for (uint32_t i = ordering_for_all ? 0 : max_sub_layers_minus1; i <= max_sub_layers_minus1;
-         ++i)
-        for (int k = 0; k < 3; ++k)
-            r.ue();  // max_dec_pic_buffering_minus1, max_num_reorder_pics, max_latency_increase_plus1
-    for (int i = 0; i < 6; ++i)
-        r.ue();  // four log2 coding / transform block sizes, two transform hierarchy depths
-    if (r.u(1) && r.u(1))  // scaling_list_enabled_flag, sps_scaling_list_data_present_flag
-        hevc_scaling_list_data(r);
-    r.u(1);      // amp_enabled_flag
-    r.u(1);      // sample_adaptive_offset_enabled_flag
-    if (r.u(1)) {  // pcm_enabled_flag
-        r.u(4);    // pcm_sample_bit_depth_luma_minus1
-        r.u(4);    // pcm_sample_bit_depth_chroma_minus1
-        r.ue();    // log2_min_pcm_luma_coding_block_size_minus3
-        r.ue();    // log2_diff_max_min_pcm_luma_coding_block_size
-        r.u(1);    // pcm_loop_filter_disabled_flag
+    for (uint32_t i = r.u(1) ? 0 : sub_layers; i <= sub_layers; ++i)
+        r.skip("ue ue ue");  // picture buffering of all sub-layers or only the top one
+    r.skip("ue ue ue ue ue ue");  // coding and transform block sizes
+    if (r.u(1) && r.u(1))         // scaling lists enabled and sent
+        for (int size_id = 0; size_id < 4; ++size_id)
+            for (int matrix = 0; matrix < 6; matrix += size_id == 3 ? 3 : 1) {
+                if (!r.u(1)) {  // predicted from another matrix
+                    r.ue();
+                    continue;
+                }
+                for (int i = std::min(64, 1 << (4 + 2 * size_id)) + (size_id > 1); i > 0; --i)
+                    r.se();  // the DC coefficient from 16x16 up, then the deltas
+            }
+    r.skip("u1 u1");
+    if (r.u(1))  // PCM
+        r.skip("u4 u4 ue ue u1");
+    const uint32_t num_sets = r.ue();  // short-term reference picture sets
+    ASSERT_LE(num_sets, 64u);
+    // An inter-predicted set in the SPS always refers to the set before it.
+    for (uint32_t i = 0, previous = 0, count = 0; i < num_sets; ++i, previous = count) {
+        if (i != 0 && r.u(1)) {
+            r.skip("u1 ue");
+            for (uint32_t j = count = 0; j <= previous; ++j)
+                count += r.u(1) || r.u(1);  // used by the current picture, else kept as delta
+            continue;
+        }
+        count = r.ue() + r.ue();  // negative and positive pictures
+        ASSERT_LE(count, 32u);
+        for (uint32_t j = 0; j < count; ++j)
+            r.skip("ue u1");
     }
-    const uint32_t num_rps = r.ue();
-    ASSERT_LE(num_rps, 64u);
-    std::vector<uint32_t> num_delta_pocs;
-    for (uint32_t i = 0; i < num_rps; ++i)
-        ASSERT_NO_FATAL_FAILURE(hevc_st_ref_pic_set(r, i, num_delta_pocs));
-    if (r.u(1)) {  // long_term_ref_pics_present_flag
+    if (r.u(1)) {  // long-term reference pictures
         const uint32_t num_lt = r.ue();
         ASSERT_LE(num_lt, 32u);
-        for (uint32_t i = 0; i < num_lt; ++i) {
-            r.u(static_cast<int>(log2_max_poc_lsb));  // lt_ref_pic_poc_lsb_sps
-            r.u(1);                                   // used_by_curr_pic_lt_sps_flag
-        }
+        for (uint32_t i = 0; i < num_lt; ++i)
+            r.skip("u" + std::to_string(log2_max_poc_lsb) + " u1");
     }
-    r.u(1);  // sps_temporal_mvp_enabled_flag
-    r.u(1);  // strong_intra_smoothing_enabled_flag
-    r.u(1);  // vui_parameters_present_flag
-
+    r.skip("u1 u1 u1");  // temporal MVP, strong intra smoothing, VUI present
     static const char *const kProfiles[] = {"", "Main", "Main 10", "Main Still Picture", "Rext"};
-    d.profile =
-        profile_idc < 5 ? kProfiles[profile_idc] : "profile_idc " + std::to_string(profile_idc);
-    const uint32_t chroma_array_type = separate_planes ? 0 : chroma_format_idc;
-    crop(d, chroma_array_type, 1, win);
-    d.pix_fmt = pix_fmt_of(chroma_array_type, bit_depth);
+    d.profile = profile_idc < 5 ? kProfiles[profile_idc] : "";
+    finish(d, chroma_array_type, chroma_array_type, bit_depth, 1, win);
 }
 
-// Replays the elements with the writer into a buffer with guard bytes past the expected end.
+// Replays the elements with the writer into a buffer with guard bytes past the expected end,
+// checking the writer's code lengths against what the reader consumed.
 std::vector<uint8_t> rewrite(const std::vector<Element> &elements, size_t expected_size)
 {
-    constexpr size_t kSpare = 8;  // the writer never drains into the last byte of its buffer
     constexpr uint8_t kGuard = 0xA5;
-    std::vector<uint8_t> buf(expected_size + kSpare, kGuard);
+    // The writer never drains into the last byte of its buffer.
+    std::vector<uint8_t> buf(expected_size + 8, kGuard);
     ozmu_bsw bw;
     ozmu_bsw_init(&bw, buf.data(), static_cast<int>(buf.size()), nullptr);
-    for (const Element &e : elements) {
-        switch (e.coding) {
-        case Coding::Ue: ozmu_bsw_write_ue(&bw, e.value); break;
-        case Coding::Se: ozmu_bsw_write_se(&bw, static_cast<int32_t>(e.value)); break;
-        case Coding::Bits:
-            if (e.bits == 1) {
-                EXPECT_EQ(ozmu_bsw_write1(&bw, static_cast<int>(e.value)), 0);
-            } else {
-                // 32 bits at once would stay behind in an empty cache; split wide fields.
-                int len = e.bits;
-                if (len > 24) {
-                    EXPECT_EQ(ozmu_bsw_write(&bw, e.value >> 16, len - 16), 0);
-                    len = 16;
-                }
-                EXPECT_EQ(ozmu_bsw_write(&bw, e.value, len), 0);
-            }
-            break;
-        }
+    for (const auto &[coding, bits, value] : elements) {
+        const int32_t signed_value = static_cast<int32_t>(value);
+        if (coding == UE) {
+            EXPECT_EQ(ozmu_bsw_size_ue(value), bits) << value;
+            ozmu_bsw_write_ue(&bw, value);
+        } else if (coding == SE) {
+            EXPECT_EQ(ozmu_bsw_size_se(signed_value), bits) << signed_value;
+            ozmu_bsw_write_se(&bw, signed_value);
+        } else if (bits == 1)
+            EXPECT_EQ(ozmu_bsw_write1(&bw, static_cast<int>(value)), 0);
+        else
+            EXPECT_EQ(ozmu_bsw_write(&bw, value, bits), 0);  // never 32 bits, which would stay
     }
     EXPECT_EQ(ozmu_bsw_sink(&bw), 0);
-    const size_t produced = static_cast<size_t>(bw.cur - bw.beg);
-    EXPECT_TRUE(std::all_of(buf.begin() + std::min(produced, buf.size()), buf.end(),
+    const size_t produced = std::min(static_cast<size_t>(bw.cur - bw.beg), buf.size());
+    EXPECT_TRUE(std::all_of(buf.begin() + produced, buf.end(),
                             [](uint8_t b) { return b == kGuard; }));
-    buf.resize(std::min(produced, buf.size()));
+    buf.resize(produced);
     return buf;
 }
 
@@ -430,50 +293,37 @@ TEST_P(SpsStream, ParsesLikeFfprobeAndRewritesIdentically)
     const StreamRow &row = GetParam();
     const bool hevc = row.codec == "hevc";
     ASSERT_TRUE(hevc || row.codec == "h264") << row.codec;
-    const std::vector<uint8_t> stream = load_file(kDataDir + row.file);
-    ASSERT_FALSE(stream.empty()) << row.file;
-    const auto sps_units = nal_units(stream, hevc, hevc ? 33 : 7);
-    ASSERT_FALSE(sps_units.empty());
+    std::ifstream in(kDataDir + row.file, std::ios::binary);
+    const std::vector<uint8_t> stream{std::istreambuf_iterator<char>(in), {}};
+    const auto units = rbsps(stream, hevc, hevc ? 33 : 7);
+    ASSERT_FALSE(units.empty()) << row.file;
 
     // ffprobe names full-range 4:2:0 "yuvj420p"; the range lives in the VUI, not parsed here.
-    std::string expected_pix_fmt = row.pix_fmt;
-    if (expected_pix_fmt.rfind("yuvj", 0) == 0)
-        expected_pix_fmt.erase(3, 1);
-
-    for (const auto &nal : sps_units) {
-        std::vector<uint8_t> rbsp = unescape(nal.data() + (hevc ? 2 : 1), nal.data() + nal.size());
+    StreamRow want = row;
+    if (want.pix_fmt.rfind("yuvj", 0) == 0)
+        want.pix_fmt.erase(3, 1);
+    for (std::vector<uint8_t> rbsp : units) {
         SyntaxReader r(rbsp);
-        Derived d;
-        if (hevc) {
-            ASSERT_NO_FATAL_FAILURE(parse_hevc_sps(r, d));
-        } else {
-            ASSERT_NO_FATAL_FAILURE(parse_avc_sps(r, d));
-        }
-        EXPECT_EQ(d.profile, row.profile);
-        EXPECT_EQ(d.level, row.level);
-        EXPECT_EQ(d.coded_width, row.coded_width);
-        EXPECT_EQ(d.coded_height, row.coded_height);
-        EXPECT_EQ(d.width, row.width);
-        EXPECT_EQ(d.height, row.height);
-        EXPECT_EQ(d.pix_fmt, expected_pix_fmt);
+        StreamRow got;
+        if (hevc)
+            ASSERT_NO_FATAL_FAILURE(parse_hevc_sps(r, got));
+        else
+            ASSERT_NO_FATAL_FAILURE(parse_avc_sps(r, got));
+        EXPECT_EQ(std::tie(got.profile, got.level, got.pix_fmt),
+                  std::tie(want.profile, want.level, want.pix_fmt));
+        EXPECT_EQ(std::tie(got.coded_width, got.coded_height, got.width, got.height),
+                  std::tie(want.coded_width, want.coded_height, want.width, want.height));
 
         // The VUI and the trailing bits are carried over as plain bits.
         const int total_bits = static_cast<int>(rbsp.size()) * 8;
         ASSERT_LE(r.position(), total_bits);
-        for (int left = total_bits - r.position(); left > 0; left -= 24)
-            r.u(std::min(left, 24));
+        while (r.position() < total_bits)
+            r.u(std::min(total_bits - r.position(), 24));
         EXPECT_EQ(r.position(), total_bits);
-        EXPECT_EQ(ozmu_bsr_read1(&r.raw()), 0xFFFFFFFFu);
-        EXPECT_EQ(ozmu_bsr_read_ue(&r.raw()), 0xFFFFFFFEu);
+        EXPECT_EQ(ozmu_bsr_read1(&r.bs), 0xFFFFFFFFu);
+        EXPECT_EQ(ozmu_bsr_read_ue(&r.bs), 0xFFFFFFFEu);
 
-        // The writer's length functions must agree with what the reader consumed.
-        for (const Element &e : r.elements()) {
-            const int bits = e.coding == Coding::Ue   ? ozmu_bsw_size_ue(e.value)
-                             : e.coding == Coding::Se ? ozmu_bsw_size_se(static_cast<int32_t>(e.value))
-                                                      : e.bits;
-            EXPECT_EQ(e.bits, bits) << "value " << e.value;
-        }
-        EXPECT_EQ(rewrite(r.elements(), rbsp.size()), rbsp);
+        EXPECT_EQ(rewrite(r.elements, rbsp.size()), rbsp);
     }
 }
 
@@ -481,8 +331,7 @@ std::string test_name(const ::testing::TestParamInfo<StreamRow> &info)
 {
     std::string name = info.param.file;
     for (char &c : name)
-        if (!std::isalnum(static_cast<unsigned char>(c)))
-            c = '_';
+        c = std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
     return name;
 }
 
