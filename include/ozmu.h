@@ -454,17 +454,312 @@ OZMU_API int ozmu_bsw_size_se(int value);
  * Colour conversion: tables and selector
  * ========================================================================================== */
 
+/* Conversion kernels by source and destination format, row-major; a null cell has no kernel.
+ * to_rgb: 12 rows of 11. Rows (source): OZMU_CS_R8G8B8 0, R8G8B8A8 1, YUV444 2, YUV444A8 3,
+ * P410 4, R10G10B10 5; rows 6-11 repeat that order with the scaling kernels (ozmu_csc_rsz_*)
+ * for differing sizes. Columns (destination): RGB888 0, RGBA8888 1, RGB565 2, RGBA5658 3,
+ * RGB565A8 4, ARGB8888 5, BGRA8888 6, RGB888X 7 (always null), R8G8B8 8, 9 (no format, always
+ * null), R10G10B10 10. Two cells are kept as callers know them: R8G8B8A8 to RGBA5658 holds
+ * ozmu_csc_r8g8b8a8_to_rgba8888 and R10G10B10 to R10G10B10 holds ozmu_csc_r10g10b10_to_p410.
+ * to_yuvplanar: 16 rows of 3. Rows (source): R8G8B8 0, R8G8B8A8 1, YUV444 2, YUV444A8 3,
+ * RGB565 4, R10G10B10 5, RGB888 6, RGBA8888 7; rows 8-15 (differing sizes) are all null.
+ * Columns (destination): YUV444 0, YUV444A8 1, P410 2. */
+OZMU_API extern const ozmu_fn_csc ozmu_tbl_fn_csc_to_rgb[132];
+OZMU_API extern const ozmu_fn_csc ozmu_tbl_fn_csc_to_yuvplanar[48];
+
+/* The kernel converting src_cs at src_w x src_h to dst_cs at dst_w x dst_h: a dst_cs of 200 to
+ * 799 is looked up in ozmu_tbl_fn_csc_to_rgb, 10 to 99 in ozmu_tbl_fn_csc_to_yuvplanar; sizes
+ * that differ at all (larger or smaller) select the second half. Null for an unlisted format or
+ * a null cell, with OZMU_ERR_UNSUPPORTED_CS written through err when err is not null; err is
+ * not written on success. Pure: any thread. */
+OZMU_API ozmu_fn_csc ozmu_imgp_get_fn_csc(int src_w, int src_h, int src_cs, int dst_w, int dst_h,
+                                          int dst_cs, int *err);
+
 /* ============================================================================================
  * Colour conversion: kernels
  * ========================================================================================== */
+
+/* Portable members: per-pixel loops that read src_w and src_h only, do nothing when src_h < 1
+ * and skip every row when src_w < 1. Source plane k is stepped by src_stride[k]. Interleaved
+ * layouts are addressed one byte per slot: dst[k] (or src[k]) is byte k of the first pixel in
+ * the order of the layout's name, its rows dst_stride[k] apart; point slot k at base + k for an
+ * ordinary interleaved picture. 16-bit planes advance by stride >> 1 samples (an odd byte
+ * stride is truncated). YUV is full-range BT.601 in 8.8 fixed point (10.10 for 10-bit), 8-bit U
+ * and V offset by 128; 5-6-5 packing truncates: (R & 0xF8) << 8 | (G & 0xFC) << 3 | B >> 3. */
+
+/* Y, U, V planes to R, G, B planes dst[0..2]. */
+OZMU_API void ozmu_csc_yuv444_to_r8g8b8(uint8_t *src[4], int src_w, int src_h,
+                                        int src_stride[4], int src_cs, uint8_t *dst[4],
+                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Y, U, V to 5-6-5 words in dst[0]. */
+OZMU_API void ozmu_csc_yuv444_to_rgb565(uint8_t *src[4], int src_w, int src_h,
+                                        int src_stride[4], int src_cs, uint8_t *dst[4],
+                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Y, U, V to 5-6-5 words in dst[0] and an alpha plane of 255 in dst[1]. */
+OZMU_API void ozmu_csc_yuv444_to_rgb565a8(uint8_t *src[4], int src_w, int src_h,
+                                          int src_stride[4], int src_cs, uint8_t *dst[4],
+                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Y, U, V to R in dst[1], G in dst[2] and 255 in dst[3] (the B byte); B is not computed and
+ * dst[0] (the A byte) is neither read nor written. Kept for existing callers: for correct
+ * ARGB use ozmu_csc_yuv444a8_to_argb8888. */
+OZMU_API void ozmu_csc_yuv444_to_argb8888(uint8_t *src[4], int src_w, int src_h,
+                                          int src_stride[4], int src_cs, uint8_t *dst[4],
+                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Y, U, V to B, G, R, 255 through dst[0..3]. */
+OZMU_API void ozmu_csc_yuv444_to_bgra8888(uint8_t *src[4], int src_w, int src_h,
+                                          int src_stride[4], int src_cs, uint8_t *dst[4],
+                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Y, U, V, A to A, R, G, B through dst[0..3]. */
+OZMU_API void ozmu_csc_yuv444a8_to_argb8888(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Y, U, V, A to B, G, R, A through dst[0..3]. */
+OZMU_API void ozmu_csc_yuv444a8_to_bgra8888(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Y, U, V, A to 5-6-5 words in dst[0] and the alpha plane in dst[1]. */
+OZMU_API void ozmu_csc_yuv444a8_to_rgb565a8(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Y, U, V, A to 5-6-5 words 2 bytes apart in dst[0] and alpha bytes 3 bytes apart in dst[1]
+ * (rows dst_stride[1] apart). */
+OZMU_API void ozmu_csc_yuv444a8_to_rgba5658(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* R, G, B planes to 5-6-5 words in dst[0]. */
+OZMU_API void ozmu_csc_r8g8b8_to_rgb565(uint8_t *src[4], int src_w, int src_h,
+                                        int src_stride[4], int src_cs, uint8_t *dst[4],
+                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Planes 0, 1, 2 to the 5, 6, 5 fields (top to bottom) of words in dst[0], whatever colours
+ * they hold; an alpha plane of 255 in dst[1]. */
+OZMU_API void ozmu_csc_x8y8z8_to_xyz565a8(uint8_t *src[4], int src_w, int src_h,
+                                          int src_stride[4], int src_cs, uint8_t *dst[4],
+                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* As ozmu_csc_x8y8z8_to_xyz565a8 with the alpha plane copied from src[3]. */
+OZMU_API void ozmu_csc_x8y8z8a8_to_xyz565a8(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* R, G, B planes to 255, R, G, B through dst[0..3]. */
+OZMU_API void ozmu_csc_r8g8b8_to_argb8888(uint8_t *src[4], int src_w, int src_h,
+                                          int src_stride[4], int src_cs, uint8_t *dst[4],
+                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* R, G, B planes to B, G, R, 255 through dst[0..3]. */
+OZMU_API void ozmu_csc_r8g8b8_to_bgra8888(uint8_t *src[4], int src_w, int src_h,
+                                          int src_stride[4], int src_cs, uint8_t *dst[4],
+                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* R, G, B, A planes to A, R, G, B through dst[0..3]. */
+OZMU_API void ozmu_csc_r8g8b8a8_to_argb8888(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* R, G, B, A planes to B, G, R, A through dst[0..3]. */
+OZMU_API void ozmu_csc_r8g8b8a8_to_bgra8888(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Reads src[0] and src[3] only: every 5-6-5 field comes from the plane-0 byte c,
+ * (c >> 3) << 11 | (c >> 2) << 5 | c >> 3, so the result is grey (kept for existing callers);
+ * alpha copied. Words 2 bytes apart in dst[0], alpha 3 bytes apart in dst[1]. In no table. */
+OZMU_API void ozmu_csc_r8g8b8a8_to_rgba5658(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+
+/* Portable members to YUV and between YUV layouts (same addressing rules). RGB to YUV:
+ * Y = (77R + 150G + 29B + 128) >> 8; U and V limited to 255 (pure blue gives U = 256). */
+/* R, G, B planes to Y, U, V planes dst[0..2]. */
+OZMU_API void ozmu_csc_r8g8b8_to_yuv444(uint8_t *src[4], int src_w, int src_h,
+                                        int src_stride[4], int src_cs, uint8_t *dst[4],
+                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Interleaved R, G, B read through src[0..2] (3 bytes a pixel) to Y, U, V planes. */
+OZMU_API void ozmu_csc_rgb888_to_yuv444(uint8_t *src[4], int src_w, int src_h,
+                                        int src_stride[4], int src_cs, uint8_t *dst[4],
+                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Interleaved R, G, B, A read through src[0..3] (4 bytes a pixel) to Y, U, V, A planes; A is
+ * copied. */
+OZMU_API void ozmu_csc_rgba8888_to_yuv444a8(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* R, G, B, A planes to Y, U, V, A planes; A is copied. */
+OZMU_API void ozmu_csc_r8g8b8a8_to_yuv444a8(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* 5-6-5 words in src[0] (rows src_stride[0] >> 1 words apart) to Y, U, V planes. Fields are
+ * widened by shifting only: 0xFFFF reads as (248, 252, 248). */
+OZMU_API void ozmu_csc_rgb565_to_yuv444(uint8_t *src[4], int src_w, int src_h,
+                                        int src_stride[4], int src_cs, uint8_t *dst[4],
+                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* 10-bit Y, U, V (16-bit samples, U and V offset by 512) to 10-bit R, G, B planes, each held to
+ * 0..1023. */
+OZMU_API void ozmu_csc_p410_to_r10g10b10(uint8_t *src[4], int src_w, int src_h,
+                                         int src_stride[4], int src_cs, uint8_t *dst[4],
+                                         int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* 10-bit R, G, B planes to 10-bit Y, U, V. U and V are limited before the 512 offset is added,
+ * so saturated blue or red gives 1024. */
+OZMU_API void ozmu_csc_r10g10b10_to_p410(uint8_t *src[4], int src_w, int src_h,
+                                         int src_stride[4], int src_cs, uint8_t *dst[4],
+                                         int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Three 16-bit planes to three byte planes, each sample shifted right by 2 (low 8 bits kept):
+ * src_w x src_h luma, (src_w >> 1) x (src_h >> 1) of planes 1 and 2. In no table. */
+OZMU_API void ozmu_csc_p010_to_yuv420(uint8_t *src[4], int src_w, int src_h,
+                                      int src_stride[4], int src_cs, uint8_t *dst[4],
+                                      int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Copies src_w bytes of src_h rows of planes 0, 1, 2, and of plane 3 only when src[3] is not
+ * null and dst_cs is OZMU_CS_YUV444A8; a destination plane 3 is otherwise untouched. */
+OZMU_API void ozmu_csc_yuv444x_to_yuv444x(uint8_t *src[4], int src_w, int src_h,
+                                          int src_stride[4], int src_cs, uint8_t *dst[4],
+                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+
+/* Vector members (NEON on AArch64): convert src_w x src_h pixels to interleaved pixels written
+ * whole from ONE start address, dst[slot], the slot chosen by dst_cs as listed; rows are
+ * dst_stride[0] apart and every source plane, alpha included, steps by src_stride[0] (the
+ * other strides are not read). Nothing is written when src_h < 1 or src_w < 0. YUV colour is
+ * that of the portable members; alpha is 255 unless copied from src[3]. */
+
+/* R, G, B planes src[0..2] to 3-byte pixels: dst_cs 400 writes R, G, B from dst[0]; any other
+ * value B, G, R from dst[2]. A width of 0 writes nothing. */
+OZMU_API void ozmu_csc_r8g8b8_to_rgb888(uint8_t *src[4], int src_w, int src_h,
+                                        int src_stride[4], int src_cs, uint8_t *dst[4],
+                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* R, G, B planes to 4-byte pixels with alpha 255; by dst_cs: 500 R, G, B, A from dst[0]; any
+ * other value below 502 (including 430 and all below 500) B, G, R, A from dst[2]; 502 A, R,
+ * G, B from dst[3]; 503 and above A, B, G, R from dst[3]. A width of 0 writes nothing. */
+OZMU_API void ozmu_csc_r8g8b8_to_rgba8888(uint8_t *src[4], int src_w, int src_h,
+                                          int src_stride[4], int src_cs, uint8_t *dst[4],
+                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* As ozmu_csc_r8g8b8_to_rgba8888 with alpha copied from src[3], except that dst_cs 502 and
+ * above (the alpha-first orders, which have no usable start address for this kernel) write
+ * nothing. The table routes OZMU_CS_RGBA5658 requests here: 430 writes B, G, R, A from
+ * dst[2]. */
+OZMU_API void ozmu_csc_r8g8b8a8_to_rgba8888(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Y, U, V planes src[0..2] to 3-byte pixels: dst_cs 401 (OZMU_CS_RGB888X) writes B, G, R from
+ * dst[2]; any other value R, G, B from dst[0]. A width of 0 converts the first three pixels
+ * of every row. */
+OZMU_API void ozmu_csc_yuv444_to_rgb888(uint8_t *src[4], int src_w, int src_h,
+                                        int src_stride[4], int src_cs, uint8_t *dst[4],
+                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* Y, U, V planes to 4-byte pixels with alpha 255; by dst_cs: 501 B, G, R, A from dst[2]; 502
+ * and 504 up A, R, G, B from dst[3]; 503 A, B, G, R from dst[3]; any other value (500 and
+ * all below) R, G, B, A from dst[0]. A width of 0 converts the first three pixels of every
+ * row. */
+OZMU_API void ozmu_csc_yuv444_to_rgba8888(uint8_t *src[4], int src_w, int src_h,
+                                          int src_stride[4], int src_cs, uint8_t *dst[4],
+                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+/* As ozmu_csc_yuv444_to_rgba8888 with alpha copied from src[3]. */
+OZMU_API void ozmu_csc_yuv444a8_to_rgba8888(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
 
 /* ============================================================================================
  * Colour conversion: bilinear scaling
  * ========================================================================================== */
 
+/* Steps for scaling src_w x src_h to dst_w x dst_h, written packed as (step << 3) | shift. The
+ * shift comes from the integer ratio src / dst (0-2: 0, 3-4: 1, 5-8: 2, 9-16: 3, above: 4; a
+ * zero dst gives ratio 0) and makes the filter read every 2^shift-th sample; the step, 14.18
+ * fixed point, is (((src - 1) >> shift) << 18) / dst (0 for a zero dst), so the last sample's
+ * neighbour still lies inside the picture. Positions fit sources of up to 8192 samples. */
+OZMU_API void bilinear_rsz_step_size(int src_w, int src_h, int dst_w, int dst_h, int *xstep,
+                                     int *ystep);
+/* Bilinear weights: entry (h, v) for horizontal and vertical phase 0..7 at byte 32h + 4v holds
+ * ((8-h)(8-v), h(8-v), (8-h)v, hv) for the top-left, top-right, bottom-left and bottom-right
+ * samples (sum 64). */
+OZMU_API extern const uint8_t ozmu_tbl_bilinear_rszw[256];
+
+/* Scaling conversions (ozmu_fn_csc): write exactly dst_w x dst_h pixels. Destination pixel (i, j)
+ * sits at x = i * xstep, y = j * ystep; it filters the samples at columns (x >> 18) << xshift and
+ * one neighbour distance 2^xshift further, rows likewise, with the weights of phase
+ * ((x >> 15) & 7, (y >> 15) & 7): (sum of w * sample) >> 6, truncated, per source plane. YUV is
+ * then converted as by the unscaled kernels (U and V centred after filtering) and clipped; R, G,
+ * B planes are packed as filtered. A one-column (one-row) source reads no neighbour beyond it
+ * (that neighbour's weight is 0). Any size below 1 writes nothing. src_cs is not read.
+ *
+ * The first six (vectorised) write whole pixels from one slot and step every source plane by
+ * src_stride[0] and destination rows by dst_stride[0]. With mode = dst_cs - 500: dst_cs 501
+ * starts at dst[2], any dst_cs above 501 at dst[3] with alpha first, any other at dst[0]; an odd
+ * mode writes B first. So for 4-byte pixels: 500 R,G,B,A; 501 B,G,R,A; 502 A,R,G,B;
+ * 503 A,B,G,R (then alternating); below 500 an odd dst_cs gives B,G,R,A from dst[0]. 3-byte
+ * pixels take the same slot and order and have no alpha: 400 R,G,B from dst[0]; 401 B,G,R also
+ * from dst[0]. Alpha is 255, or the filtered alpha plane src[3] for the a8 sources. */
+OZMU_API void ozmu_csc_rsz_r8g8b8_to_rgb888(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_rsz_r8g8b8_to_rgba8888(uint8_t *src[4], int src_w, int src_h,
+                                              int src_stride[4], int src_cs, uint8_t *dst[4],
+                                              int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_rsz_r8g8b8a8_to_rgba8888(uint8_t *src[4], int src_w, int src_h,
+                                                int src_stride[4], int src_cs, uint8_t *dst[4],
+                                                int dst_w, int dst_h, int dst_stride[4],
+                                                int dst_cs);
+OZMU_API void ozmu_csc_rsz_yuv444_to_rgb888(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_rsz_yuv444_to_rgba8888(uint8_t *src[4], int src_w, int src_h,
+                                              int src_stride[4], int src_cs, uint8_t *dst[4],
+                                              int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_rsz_yuv444a8_to_rgba8888(uint8_t *src[4], int src_w, int src_h,
+                                                int src_stride[4], int src_cs, uint8_t *dst[4],
+                                                int dst_w, int dst_h, int dst_stride[4],
+                                                int dst_cs);
+/* Portable members: every source plane with its own src_stride[k]; 5-6-5 words (R in the top
+ * five bits, truncated) at dst[0], rows dst_stride[0] >> 1 words apart; rgb565a8 also writes the
+ * filtered alpha plane src[3] to the byte plane dst[1], rows dst_stride[1] apart. dst_cs is not
+ * read. */
+OZMU_API void ozmu_csc_rsz_yuv444_to_rgb565(uint8_t *src[4], int src_w, int src_h,
+                                            int src_stride[4], int src_cs, uint8_t *dst[4],
+                                            int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_rsz_yuv444a8_to_rgb565a8(uint8_t *src[4], int src_w, int src_h,
+                                                int src_stride[4], int src_cs, uint8_t *dst[4],
+                                                int dst_w, int dst_h, int dst_stride[4],
+                                                int dst_cs);
+
 /* ============================================================================================
  * Image resizer
  * ========================================================================================== */
+
+/* Bilinear scaler of one interleaved picture, 3-bit phases. Layout codes (input -> output, per
+ * pixel; pitches are multiplied by the stride factor to give the row distance):
+ *   20  1 byte -> 1 byte, bytes             21  3 bytes -> 3 bytes, bytes
+ *   23  3 bytes -> 16-bit 5-6-5, 3 / 2      25  16-bit 5-6-5 -> 5-6-5, both in 16-bit units
+ *   29  4 bytes -> 4 bytes, bytes
+ * Every byte (or 5-6-5 field) is filtered on its own: (w0 TL + w1 TR + w2 BL + w3 BR) >> 6 with
+ * the weights of ozmu_irsz_tbl_rsz_weight. Walk: shift s = 0, 1, 2, 3, 4 for an integer ratio
+ * source / destination of 0-2, 3-4, 5-8, 9-16, 17 and more (neighbours 2^s samples apart), step
+ * (((src - 1) >> s) << 18) / dst in 14.18 fixed point, so equal sizes still resample slightly.
+ * The 14.18 range limits each axis to 8192 samples after the shift. A one-sample axis reads no
+ * neighbour past its sample (that weight is 0).
+ * Layout 23 keeps its packing: the high byte is (f0 & 0xF8) | f1 >> 5 and the low byte
+ * (f1 & 0xE0) | f2 >> 3, so green holds the top three bits of f1 twice; the word is stored
+ * little-endian whatever the host. */
+struct ozmu_irsz_param {
+    int32_t layout;     /* 20, 21, 23, 25 or 29 */
+    int32_t mode;       /* 10: one call per whole picture; 11: one call per slice of rows */
+    int32_t src_w;
+    int32_t src_h;
+    int32_t src_pitch;  /* row length in pixels; negative: rows run upward */
+    int32_t slice_rows; /* mode 11: rows per slice, a power of two */
+    int32_t dst_w;
+    int32_t dst_h;
+    int32_t dst_pitch;  /* row length in pixels; negative: rows run upward */
+    void *dst;          /* written by every resize call */
+};
+
+/* 256 bytes: for horizontal phase h and vertical phase v (0..7), byte 32h + 4v holds the
+ * top-left, top-right, bottom-left and bottom-right weights (8-h)(8-v), h(8-v), (8-h)v, hv. */
+OZMU_API extern const uint8_t ozmu_irsz_tbl_rsz_weight[256];
+
+/* Handle for one pair of sizes and one layout, or null with *err = -3 (out of memory), -2 (mode
+ * not 10 or 11) or -4 (unknown layout); 0 on success. err may be null. Sizes below 1 give a
+ * handle whose resize calls write nothing. */
+OZMU_API void *ozmu_irsz_create(const ozmu_irsz_param *param, int *err);
+/* Resizes into param->dst; returns 0. Mode 10: src is the whole picture, y0 and rows ignored.
+ * Mode 11: src is the first row of the slice holding source rows y0 .. y0 + rows - 1 (y0 a
+ * multiple of rows); each call writes, in order, every output row whose two source rows have
+ * arrived, keeping the upper row of a row split across slices in the handle. Slices go in order;
+ * y0 = 0 starts a new picture. Once all are fed, the output equals mode 10's. Source rows at or
+ * beyond src_h in the last slice are never read. */
+OZMU_API int ozmu_irsz(void *handle, const void *src, int y0, int rows);
+/* Frees the handle and its buffers; null is ignored. */
+OZMU_API void ozmu_irsz_delete(void *handle);
 
 /* ============================================================================================
  * Block metrics: SAD

@@ -1,0 +1,73 @@
+// Conversion with bilinear scaling: the six vectorised kernels' portable reference (ozmu::ref,
+// what runs on x86-64) and NEON version (ozmu::neon), and the sampling geometry both share with
+// the two portable members.
+//
+// Addressing of the vectorised members: a whole pixel is written from the dst[] slot that dst_cs
+// selects, rows step by dst_stride[0], every source plane (alpha included) by src_stride[0].
+#pragma once
+#include <cstdint>
+
+#include "core/dispatch.h"
+#include "csc/csc.h"
+
+#define OZMU_DECLARE_CSC_SCALE_KERNELS                                                             \
+    void rsz_r8g8b8_to_rgb888(OZMU_CSC_PARAMS);                                                    \
+    void rsz_r8g8b8_to_rgba8888(OZMU_CSC_PARAMS);                                                  \
+    void rsz_r8g8b8a8_to_rgba8888(OZMU_CSC_PARAMS);                                                \
+    void rsz_yuv444_to_rgb888(OZMU_CSC_PARAMS);                                                    \
+    void rsz_yuv444_to_rgba8888(OZMU_CSC_PARAMS);                                                  \
+    void rsz_yuv444a8_to_rgba8888(OZMU_CSC_PARAMS);
+
+namespace ozmu {
+
+namespace ref {
+OZMU_DECLARE_CSC_SCALE_KERNELS
+}
+#if OZMU_HAVE_NEON
+namespace neon {
+OZMU_DECLARE_CSC_SCALE_KERNELS
+}
+#endif
+
+namespace csc::scaling {
+
+// Where destination pixels sample the source. Position p (14.18) reads samples p >> 18 and the
+// next one, both scaled by << shift, with phase (p >> 15) & 7.
+struct Walk {
+    AxisStep x, y;
+    int col_reach;  // columns from left to right sample: 1 << x.shift
+    int row_reach;  // rows from top to bottom sample: 1 << y.shift
+};
+
+// False when a size is below 1: the kernels then write nothing. A one-column (one-row) source
+// walks with step 0 and phase 0, so its right (bottom) neighbour has weight 0; it is taken from
+// the same column (row) instead of one past the picture.
+inline bool make_walk(int src_w, int src_h, int dst_w, int dst_h, Walk *walk)
+{
+    if (src_w < 1 || src_h < 1 || dst_w < 1 || dst_h < 1)
+        return false;
+    walk->x = axis_step(src_w, dst_w);
+    walk->y = axis_step(src_h, dst_h);
+    walk->col_reach = src_w == 1 ? 0 : 1 << walk->x.shift;
+    walk->row_reach = src_h == 1 ? 0 : 1 << walk->y.shift;
+    return true;
+}
+
+// Pixel layout of the vectorised members, from mode = dst_cs - 500 (compared, never computed,
+// so no dst_cs overflows): 501 starts at dst[2], above 501 at dst[3] with alpha first, anything
+// else at dst[0]; an odd mode puts B first. Three-byte pixels follow the same slot and order
+// rule and have no alpha byte.
+struct Target {
+    int slot;
+    bool b_first;
+    bool alpha_first;
+};
+
+constexpr Target target(int dst_cs)
+{
+    const bool odd = (static_cast<unsigned>(dst_cs) & 1u) != 0;  // 500 is even
+    return {dst_cs == 501 ? 2 : dst_cs > 501 ? 3 : 0, odd, dst_cs > 501};
+}
+
+}  // namespace csc::scaling
+}  // namespace ozmu

@@ -1,0 +1,208 @@
+// The 4:4:4 to RGBA conversion against an independent implementation: FFmpeg's scaler (swscale)
+// converted the committed pictures in tests/data/csc as full-range BT.601 with its most exact
+// rounding (make_pictures.sh there). Agreement within one code value on every channel of
+// every picture pins the matrix, the range and the channel order at once: BT.709 weights, a
+// limited-range luma gain or swapped channels all miss by tens of code values.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "ozmu.h"
+
+namespace {
+
+// Tolerance, per channel: the kernel's 8.8 chroma weights (359, 88, 183, 454 / 256) are within
+// 0.0015 of the BT.601 ones (1.402, 0.344136, 0.714136, 1.772), so with |u|, |v| <= 128 its
+// unrounded value lies within 0.19 of the exact one (B, the worst, 0.0014 * 128). It rounds
+// to nearest (+128 before >> 8), as swscale with accurate_rnd does from its own, finer
+// coefficients (measured within 0.51 of exact). |ours - swscale| <= 0.5 + 0.19 + 0.51 < 2, and
+// both are integers: at most 1. The same file's generator checks known colours, and over all
+// 2^24 (Y, U, V) this swscale differs from the kernel by 1 on 0.6 % of R, 4.1 % of G and 4.2 %
+// of B values and never by more.
+constexpr int kTolerance = 1;
+// Mean absolute difference per channel: at most 0.04 over all inputs and 0.09 on these
+// pictures; truncating the chroma term instead of rounding it gives 0.3 to 0.6.
+constexpr double kMeanTolerance = 0.2;
+
+struct Picture {
+    std::string name;
+    int width = 0;
+    int height = 0;
+    std::vector<uint8_t> yuv;   // Y, U, V planes, rows packed
+    std::vector<uint8_t> rgba;  // swscale's output, rows packed
+};
+
+std::string data_path(const std::string &file)
+{
+    return std::string(OZMU_TEST_DATA_DIR) + "/csc/" + file;
+}
+
+std::vector<uint8_t> read_file(const std::string &path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// pictures.tsv: a header line, then name, width, height, source; '#' lines are notes.
+std::vector<Picture> load_pictures()
+{
+    std::vector<Picture> pictures;
+    std::ifstream table(data_path("pictures.tsv"));
+    std::string line;
+    std::getline(table, line);
+    while (std::getline(table, line)) {
+        if (line.empty() || line[0] == '#')
+            continue;
+        Picture p;
+        std::istringstream fields(line);
+        std::getline(fields, p.name, '\t');
+        fields >> p.width >> p.height;
+        p.yuv = read_file(data_path(p.name + ".yuv"));
+        p.rgba = read_file(data_path(p.name + ".rgba"));
+        pictures.push_back(std::move(p));
+    }
+    return pictures;
+}
+
+const std::vector<Picture> &pictures()
+{
+    static const std::vector<Picture> all = load_pictures();
+    return all;
+}
+
+// Byte position of R, G, B and A inside a 4-byte pixel, by dst_cs.
+struct Order {
+    int dst_cs;
+    std::array<int, 4> at;  // at[0] = offset of R, ... at[3] = offset of A
+};
+constexpr Order kOrders[] = {
+    {OZMU_CS_RGBA8888, {0, 1, 2, 3}},
+    {OZMU_CS_BGRA8888, {2, 1, 0, 3}},
+    {OZMU_CS_ARGB8888, {1, 2, 3, 0}},
+    {503, {3, 2, 1, 0}},  // A, B, G, R
+};
+
+// Converts p into rows of dst_stride bytes; every dst slot holds the same start, so whichever
+// slot the kernel takes for dst_cs, pixels start at the first byte. Source planes lie
+// src_stride apart per row (the kernel steps all three by src_stride[0]).
+std::vector<uint8_t> convert(ozmu_fn_csc fn, const Picture &p, int dst_cs, int src_stride,
+                             int dst_stride)
+{
+    const size_t plane = size_t(src_stride) * p.height;
+    std::vector<uint8_t> src(3 * plane, 0x55);
+    for (int k = 0; k < 3; ++k)
+        for (int y = 0; y < p.height; ++y)
+            std::copy_n(&p.yuv[(size_t(k) * p.height + y) * p.width], p.width,
+                        &src[k * plane + size_t(y) * src_stride]);
+    std::vector<uint8_t> out(size_t(dst_stride) * p.height, 0xA5);
+    uint8_t *src_planes[4] = {&src[0], &src[plane], &src[2 * plane], nullptr};
+    uint8_t *dst_slots[4] = {out.data(), out.data(), out.data(), out.data()};
+    int src_strides[4] = {src_stride, src_stride, src_stride, 0};
+    int dst_strides[4] = {dst_stride, dst_stride, dst_stride, dst_stride};
+    fn(src_planes, p.width, p.height, src_strides, OZMU_CS_YUV444, dst_slots, p.width, p.height,
+       dst_strides, dst_cs);
+    return out;
+}
+
+// Every channel within kTolerance of swscale, small mean error per channel, alpha 255.
+void expect_close_to_swscale(const Picture &p, const std::vector<uint8_t> &out,
+                             const Order &order, int dst_stride)
+{
+    std::array<long, 3> abs_sum{};
+    int worst = 0, reported = 0, alpha_wrong = 0;
+    for (int y = 0; y < p.height; ++y)
+        for (int x = 0; x < p.width; ++x) {
+            const uint8_t *want = &p.rgba[(size_t(y) * p.width + x) * 4];
+            const uint8_t *got = &out[size_t(y) * dst_stride + size_t(x) * 4];
+            for (int c = 0; c < 3; ++c) {
+                const int diff = std::abs(got[order.at[c]] - want[c]);
+                abs_sum[c] += diff;
+                worst = std::max(worst, diff);
+                if (diff > kTolerance && reported++ < 5)
+                    ADD_FAILURE() << "pixel (" << x << ", " << y << ") channel " << "RGB"[c]
+                                  << ": " << int(got[order.at[c]]) << ", swscale "
+                                  << int(want[c]);
+            }
+            alpha_wrong += got[order.at[3]] != 255;
+        }
+    EXPECT_LE(worst, kTolerance);
+    EXPECT_EQ(alpha_wrong, 0);
+    const double pixels = double(p.width) * p.height;
+    for (int c = 0; c < 3; ++c)
+        EXPECT_LE(abs_sum[c] / pixels, kMeanTolerance) << "channel " << "RGB"[c];
+}
+
+TEST(CrossCheck, PicturesArePresent)
+{
+    ASSERT_GE(pictures().size(), 4u) << data_path("pictures.tsv");
+    for (const Picture &p : pictures()) {
+        SCOPED_TRACE(p.name);
+        ASSERT_GT(p.width, 0);
+        ASSERT_GT(p.height, 0);
+        const size_t pixels = size_t(p.width) * p.height;
+        EXPECT_EQ(p.yuv.size(), 3 * pixels);
+        EXPECT_EQ(p.rgba.size(), 4 * pixels);
+    }
+}
+
+TEST(CrossCheck, Yuv444ToRgba8888MatchesSwscale)
+{
+    for (const Picture &p : pictures()) {
+        SCOPED_TRACE(p.name);
+        ASSERT_EQ(p.yuv.size(), size_t(p.width) * p.height * 3);
+        ASSERT_EQ(p.rgba.size(), size_t(p.width) * p.height * 4);
+        const int dst_stride = 4 * p.width;
+        const auto out =
+            convert(ozmu_csc_yuv444_to_rgba8888, p, OZMU_CS_RGBA8888, p.width, dst_stride);
+        expect_close_to_swscale(p, out, kOrders[0], dst_stride);
+    }
+}
+
+// The host's route: ask the selector, call what it returns.
+TEST(CrossCheck, SelectedKernelMatchesSwscale)
+{
+    for (const Picture &p : pictures()) {
+        SCOPED_TRACE(p.name);
+        ASSERT_EQ(p.yuv.size(), size_t(p.width) * p.height * 3);
+        int err = 1;
+        const ozmu_fn_csc fn = ozmu_imgp_get_fn_csc(p.width, p.height, OZMU_CS_YUV444, p.width,
+                                                    p.height, OZMU_CS_RGBA8888, &err);
+        ASSERT_NE(fn, nullptr) << "error " << err;
+        EXPECT_EQ(err, 1) << "success must leave err alone";
+        EXPECT_TRUE(fn == &ozmu_csc_yuv444_to_rgba8888);
+        const int dst_stride = 4 * p.width;
+        expect_close_to_swscale(p, convert(fn, p, OZMU_CS_RGBA8888, p.width, dst_stride),
+                                kOrders[0], dst_stride);
+    }
+}
+
+// Every channel order the kernel offers, with rows wider than the picture on both sides.
+TEST(CrossCheck, ChannelOrdersAndStridesMatchSwscale)
+{
+    for (const Picture &p : pictures()) {
+        ASSERT_EQ(p.yuv.size(), size_t(p.width) * p.height * 3);
+        const int src_stride = p.width + 13;
+        const int dst_stride = 4 * p.width + 20;
+        for (const Order &order : kOrders) {
+            SCOPED_TRACE(p.name + ", dst_cs " + std::to_string(order.dst_cs));
+            const auto out = convert(ozmu_csc_yuv444_to_rgba8888, p, order.dst_cs, src_stride,
+                                     dst_stride);
+            expect_close_to_swscale(p, out, order, dst_stride);
+            for (int y = 0; y < p.height; ++y)
+                for (int x = 4 * p.width; x < dst_stride; ++x)
+                    ASSERT_EQ(out[size_t(y) * dst_stride + x], 0xA5)
+                        << "row " << y << " padding byte " << x - 4 * p.width;
+        }
+    }
+}
+
+}  // namespace

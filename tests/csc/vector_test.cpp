@@ -1,0 +1,264 @@
+// The six vectorised conversions to interleaved RGB: the exported kernel against a per-pixel
+// model written here from the formulas and the addressing rules (start slot by dst_cs, rows by
+// dst_stride[0], every source plane by src_stride[0]), then, where NEON exists, the NEON code
+// against the library's reference, byte for byte, with canary margins and guard pages.
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "checkasm.h"
+#include "csc/to_rgb_vector.h"
+#include "ozmu.h"
+
+namespace {
+
+using namespace ozmu::test;
+
+int clip(int x) { return x < 0 ? 0 : x > 255 ? 255 : x; }
+
+// Full-range BT.601, 8.8 fixed point, arithmetic shifts, then clipped.
+std::array<int, 3> yuv_formula(int y, int u_sample, int v_sample)
+{
+    const int u = u_sample - 128, v = v_sample - 128;
+    return {clip(y + ((359 * v + 128) >> 8)), clip(y - ((88 * u + 183 * v + 128) >> 8)),
+            clip(y + ((454 * u + 128) >> 8))};
+}
+
+TEST(CscVector, FormulaWorkedExamples)
+{
+    EXPECT_EQ(yuv_formula(128, 128, 128), (std::array{128, 128, 128}));
+    EXPECT_EQ(yuv_formula(255, 128, 255)[0], 255);  // 255 + 178, clipped
+    EXPECT_EQ(yuv_formula(0, 0, 0), (std::array{0, 135, 0}));
+}
+
+// Where a dst_cs sends the pixels: slot and byte order ("" writes nothing).
+struct Target {
+    int dst_cs, slot;
+    std::string order;
+};
+
+struct Member {
+    const char *name;
+    ozmu_fn_csc exported, reference, vector;
+    bool yuv, alpha;
+    int bytes, step;
+    std::vector<Target> targets;
+};
+
+#if OZMU_HAVE_NEON
+#define VECTOR(name) ozmu::neon::name
+#else
+#define VECTOR(name) nullptr
+#endif
+#define KERNELS(name) #name, ozmu_csc_##name, ozmu::ref::name, VECTOR(name)
+
+const std::vector<Member> kMembers = {
+    {KERNELS(r8g8b8_to_rgb888), false, false, 3, 16,
+     {{400, 0, "RGB"}, {401, 2, "BGR"}, {500, 2, "BGR"}, {INT_MIN, 2, "BGR"}}},
+    {KERNELS(r8g8b8_to_rgba8888), false, false, 4, 16,
+     {{500, 0, "RGBA"}, {501, 2, "BGRA"}, {430, 2, "BGRA"}, {-1, 2, "BGRA"},
+      {502, 3, "ARGB"}, {503, 3, "ABGR"}, {INT_MAX, 3, "ABGR"}}},
+    {KERNELS(r8g8b8a8_to_rgba8888), false, true, 4, 16,
+     {{500, 0, "RGBA"}, {501, 2, "BGRA"}, {430, 2, "BGRA"}, {INT_MIN, 2, "BGRA"},
+      {502, 3, ""}, {503, 3, ""}, {9000, 3, ""}}},
+    {KERNELS(yuv444_to_rgb888), true, false, 3, 8,
+     {{400, 0, "RGB"}, {401, 2, "BGR"}, {500, 0, "RGB"}}},
+    {KERNELS(yuv444_to_rgba8888), true, false, 4, 8,
+     {{500, 0, "RGBA"}, {501, 2, "BGRA"}, {502, 3, "ARGB"}, {503, 3, "ABGR"},
+      {504, 3, "ARGB"}, {INT_MAX, 3, "ARGB"}, {499, 0, "RGBA"}, {INT_MIN, 0, "RGBA"}}},
+    {KERNELS(yuv444a8_to_rgba8888), true, true, 4, 8,
+     {{500, 0, "RGBA"}, {501, 2, "BGRA"}, {502, 3, "ARGB"}, {503, 3, "ABGR"},
+      {505, 3, "ARGB"}, {-500, 0, "RGBA"}}},
+};
+
+// Source planes sharing one geometry (plane 3 only with alpha), the destination, and a decoy
+// that every unselected dst[] slot points at: it must stay all canaries.
+struct Scene {
+    const int row_bytes, height, extra;
+    const bool negative;
+    std::vector<Plane> src;
+    Plane dst, decoy;
+
+    Scene(const Member &m, int pixels, int rows, int extra_stride, bool upward, Rng &rng, int seq)
+        : row_bytes(pixels * m.bytes), height(rows), extra(extra_stride), negative(upward),
+          dst(row_bytes, height, 1, extra, negative), decoy(row_bytes, height, 1, extra, negative)
+    {
+        src.reserve(4);
+        for (int k = 0; k < (m.alpha ? 4 : 3); ++k) {
+            src.emplace_back(pixels, height, 1, extra + 3, negative);
+            src.back().fill(rng, kAllPatterns[(seq + k) % 6], 0, 255);
+        }
+    }
+
+    void run(ozmu_fn_csc kernel, int src_w, int src_h, const Target &t)
+    {
+        uint8_t *planes[4] = {};
+        for (size_t k = 0; k < src.size(); ++k)
+            planes[k] = src[k].origin();
+        uint8_t *out[4] = {decoy.origin(), decoy.origin(), decoy.origin(), decoy.origin()};
+        out[t.slot] = dst.origin();
+        int src_stride[4] = {src[0].stride(), 1, -77777, 0};  // only the first counts
+        int dst_stride[4] = {dst.stride(), 5, -33333, 1};
+        kernel(planes, src_w, src_h, src_stride, 999, out, -1, -1, dst_stride, t.dst_cs);
+    }
+
+    // The destination a correct kernel leaves after converting `pixels` x `rows`.
+    Plane expected(const Member &m, const Target &t, int pixels, int rows)
+    {
+        Plane e(row_bytes, height, 1, extra, negative);
+        e.copy_from(dst);
+        for (int y = 0; y < rows && !t.order.empty(); ++y)
+            for (int x = 0; x < pixels; ++x) {
+                int c[4] = {src[0].row(y)[x], src[1].row(y)[x], src[2].row(y)[x],
+                            m.alpha ? src[3].row(y)[x] : 255};
+                if (m.yuv) {
+                    const auto rgb = yuv_formula(c[0], c[1], c[2]);
+                    std::copy(rgb.begin(), rgb.end(), c);
+                }
+                for (int i = 0; i < m.bytes; ++i)
+                    e.row(y)[x * m.bytes + i] =
+                        static_cast<uint8_t>(c[std::string("RGBA").find(t.order[i])]);
+            }
+        return e;
+    }
+};
+
+struct Geometry {
+    int extra;
+    bool negative;
+};
+const Geometry kGeometries[] = {{0, false}, {5, false}, {1, true}};
+
+TEST(CscVector, ExportedMatchesFormulaEverySlotWidthAndStride)
+{
+    Rng rng(41);
+    std::vector<int> widths;
+    for (int w = 1; w <= 40; ++w)
+        widths.push_back(w);
+    widths.insert(widths.end(), {64, 1920});
+    int seq = 0;
+    for (const Member &m : kMembers)
+        for (const Target &t : m.targets)
+            for (int w : widths)
+                for (const Geometry &g : kGeometries) {
+                    const int h = w == 1920 ? 2 : 1 + seq % 4;
+                    SCOPED_TRACE(::testing::Message() << m.name << " dst_cs " << t.dst_cs << " "
+                                                      << w << "x" << h << " +" << g.extra
+                                                      << (g.negative ? " up" : ""));
+                    Scene s(m, w, h, g.extra, g.negative, rng, seq++);
+                    Plane want = s.expected(m, t, w, h);
+                    s.run(m.exported, w, h, t);
+                    ASSERT_TRUE(same_planes(want, s.dst));
+                    ASSERT_TRUE(s.decoy.margins_untouched());
+                }
+}
+
+// A width of 0 still converts three pixels a row in the YUV members (none in the planar RGB
+// ones); no rows, or a negative width, write nothing.
+TEST(CscVector, DegenerateSizes)
+{
+    Rng rng(42);
+    for (const Member &m : kMembers) {
+        const Target &t = m.targets[1];
+        SCOPED_TRACE(m.name);
+        Scene s(m, 3, 2, 4, false, rng, 1);
+        Plane want = s.expected(m, t, m.yuv ? 3 : 0, 2);
+        s.run(m.exported, 0, 2, t);
+        EXPECT_TRUE(same_planes(want, s.dst));
+        for (const auto &[w, h] : {std::pair{3, 0}, {3, -1}, {-1, 2}, {INT_MIN, 2}}) {
+            Scene idle(m, 3, 2, 0, false, rng, 2);
+            idle.run(m.exported, w, h, t);
+            EXPECT_TRUE(idle.dst.margins_untouched() && idle.decoy.margins_untouched());
+        }
+    }
+}
+
+// Every (Y, U, V), through the 8-pixel steps (width 256) and through the tails (width 7).
+TEST(CscVector, YuvArithmeticExhaustive)
+{
+    for (const int width : {256, 7}) {
+        const int rows = 65536 / width + 1, count = width * rows;
+        std::vector<uint8_t> planes(3 * size_t(count)), out(4 * size_t(count));
+        for (int base = 0; base < (1 << 24); base += count) {
+            for (int i = 0; i < count; ++i)
+                for (int k = 0; k < 3; ++k)
+                    planes[size_t(k) * count + i] = uint8_t((base + i) >> (16 - 8 * k));
+            uint8_t *src[4] = {&planes[0], &planes[size_t(count)], &planes[2 * size_t(count)]};
+            uint8_t *dst[4] = {out.data()};
+            int src_stride[4] = {width}, dst_stride[4] = {4 * width};
+            ozmu_csc_yuv444_to_rgba8888(src, width, rows, src_stride, 0, dst, 0, 0, dst_stride,
+                                        500);
+            for (int i = 0; i < count && base + i < (1 << 24); ++i) {
+                const auto rgb = yuv_formula(planes[i], planes[size_t(count) + i],
+                                             planes[2 * size_t(count) + i]);
+                const uint8_t *p = &out[4 * size_t(i)];
+                if (p[0] != rgb[0] || p[1] != rgb[1] || p[2] != rgb[2] || p[3] != 255)
+                    FAIL() << "width " << width << " YUV 0x" << std::hex << base + i;
+            }
+        }
+    }
+}
+
+#if OZMU_HAVE_NEON
+
+TEST(CscVector, NeonMatchesReference)
+{
+    Rng rng(43);
+    int seq = 0;
+    for (const Member &m : kMembers)
+        for (const Target &t : m.targets)
+            for (int w : tail_widths(m.step, {64, 1920}))
+                for (const Geometry &g : kGeometries) {
+                    const int h = w == 1920 ? 2 : 1 + seq % 3;
+                    SCOPED_TRACE(::testing::Message() << m.name << " dst_cs " << t.dst_cs << " "
+                                                      << w << "x" << h);
+                    Scene s(m, w, h, g.extra, g.negative, rng, seq++);
+                    s.run(m.reference, w, h, t);
+                    const std::vector<uint8_t> dst = s.dst.bytes(), decoy = s.decoy.bytes();
+                    std::fill(s.dst.bytes().begin(), s.dst.bytes().end(), Plane::kCanary);
+                    s.run(m.vector, w, h, t);
+                    ASSERT_TRUE(same_bytes(dst.data(), s.dst.bytes().data(), dst.size()));
+                    ASSERT_TRUE(same_bytes(decoy.data(), s.decoy.bytes().data(), decoy.size()));
+                }
+}
+
+// Tight pictures flush against an inaccessible page on either side: one byte read or written
+// beyond the rows faults.
+TEST(CscVector, NeonStaysInsideTightPictures)
+{
+    Rng rng(44);
+    for (const Member &m : kMembers)
+        for (int w : tail_widths(m.step, {64})) {
+            const int h = 3;
+            const Target &t = m.targets[0];
+            SCOPED_TRACE(::testing::Message() << m.name << " width " << w);
+            Scene model(m, w, h, 0, false, rng, w);
+            model.run(m.reference, w, h, t);
+            for (auto flush : {PageGuardedBuffer::Flush::End, PageGuardedBuffer::Flush::Start}) {
+                std::vector<std::unique_ptr<PageGuardedBuffer>> src;
+                uint8_t *planes[4] = {};
+                for (size_t k = 0; k < model.src.size(); ++k) {
+                    src.push_back(std::make_unique<PageGuardedBuffer>(size_t(w) * h, flush));
+                    planes[k] = src.back()->data();
+                    for (int y = 0; y < h; ++y)
+                        std::memcpy(planes[k] + w * y, model.src[k].row(y), w);
+                }
+                PageGuardedBuffer dst(size_t(w) * h * m.bytes, flush);
+                uint8_t *out[4] = {dst.data(), dst.data(), dst.data(), dst.data()};
+                int src_stride[4] = {w}, dst_stride[4] = {w * m.bytes};
+                m.vector(planes, w, h, src_stride, 0, out, 0, 0, dst_stride, t.dst_cs);
+                for (int y = 0; y < h; ++y)
+                    ASSERT_TRUE(same_bytes(model.dst.row(y), dst.data() + w * m.bytes * y,
+                                           size_t(w) * m.bytes));
+            }
+        }
+}
+
+#endif  // OZMU_HAVE_NEON
+
+}  // namespace
