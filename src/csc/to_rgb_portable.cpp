@@ -38,30 +38,14 @@ void to_565(Source source, int w, int h, uint8_t *const dst[4], const int dst_st
         source, words);
 }
 
-// 5-6-5 plane in dst[0], alpha plane in dst[1].
-template <typename Source, typename Alpha>
-void to_565_a8(Source source, Alpha alpha, int w, int h, uint8_t *const dst[4],
-               const int dst_stride[4])
+// 5-6-5 words in dst[0] and alpha bytes in dst[1], AlphaStep bytes apart: 1 for a plane of
+// its own (rgb565a8), 3 for rgba5658.
+template <int AlphaStep, typename Source, typename Alpha>
+void to_565_alpha(Source source, Alpha alpha, int w, int h, uint8_t *const dst[4],
+                  const int dst_stride[4])
 {
     auto words = words_at(dst[0], dst_stride[0]);
-    auto a = bytes_at(dst[1], dst_stride[1]);
-    for_each_pixel(
-        w, h,
-        [&](int x) {
-            const Rgb8 c = source.at(x);
-            words.put(x, pack_565(c.r, c.g, c.b));
-            a.put(x, alpha.get(x));
-        },
-        source, alpha, words, a);
-}
-
-// 5-6-5 words 2 bytes apart in dst[0], alpha bytes 3 bytes apart in dst[1].
-template <typename Source, typename Alpha>
-void to_5658(Source source, Alpha alpha, int w, int h, uint8_t *const dst[4],
-             const int dst_stride[4])
-{
-    auto words = words_at(dst[0], dst_stride[0]);
-    auto a = bytes_at<3>(dst[1], dst_stride[1]);
+    auto a = bytes_at<AlphaStep>(dst[1], dst_stride[1]);
     for_each_pixel(
         w, h,
         [&](int x) {
@@ -128,7 +112,7 @@ void ozmu_csc_yuv444_to_rgb565(OZMU_CSC_PARAMS)
 
 void ozmu_csc_yuv444_to_rgb565a8(OZMU_CSC_PARAMS)
 {
-    to_565_a8(YuvSource(src, src_stride), Opaque{}, src_w, src_h, dst, dst_stride);
+    to_565_alpha<1>(YuvSource(src, src_stride), Opaque{}, src_w, src_h, dst, dst_stride);
 }
 
 // Kept as callers know it: R and G in their slots, 255 in the B slot, the A slot untouched.
@@ -168,13 +152,13 @@ void ozmu_csc_yuv444a8_to_bgra8888(OZMU_CSC_PARAMS)
 
 void ozmu_csc_yuv444a8_to_rgb565a8(OZMU_CSC_PARAMS)
 {
-    to_565_a8(YuvSource(src, src_stride), alpha_plane(src, src_stride), src_w, src_h, dst,
+    to_565_alpha<1>(YuvSource(src, src_stride), alpha_plane(src, src_stride), src_w, src_h, dst,
               dst_stride);
 }
 
 void ozmu_csc_yuv444a8_to_rgba5658(OZMU_CSC_PARAMS)
 {
-    to_5658(YuvSource(src, src_stride), alpha_plane(src, src_stride), src_w, src_h, dst,
+    to_565_alpha<3>(YuvSource(src, src_stride), alpha_plane(src, src_stride), src_w, src_h, dst,
             dst_stride);
 }
 
@@ -185,12 +169,12 @@ void ozmu_csc_r8g8b8_to_rgb565(OZMU_CSC_PARAMS)
 
 void ozmu_csc_x8y8z8_to_xyz565a8(OZMU_CSC_PARAMS)
 {
-    to_565_a8(RgbSource<>(src, src_stride), Opaque{}, src_w, src_h, dst, dst_stride);
+    to_565_alpha<1>(RgbSource<>(src, src_stride), Opaque{}, src_w, src_h, dst, dst_stride);
 }
 
 void ozmu_csc_x8y8z8a8_to_xyz565a8(OZMU_CSC_PARAMS)
 {
-    to_565_a8(RgbSource<>(src, src_stride), alpha_plane(src, src_stride), src_w, src_h, dst,
+    to_565_alpha<1>(RgbSource<>(src, src_stride), alpha_plane(src, src_stride), src_w, src_h, dst,
               dst_stride);
 }
 
