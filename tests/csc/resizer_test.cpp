@@ -9,6 +9,7 @@
 
 #include "checkasm.h"
 #include "csc/resizer.h"
+#include "csc_test_util.h"
 #include "ozmu.h"
 
 namespace {
@@ -24,19 +25,8 @@ constexpr LayoutInfo kLayouts[] = {{20, 1, 1}, {21, 3, 3}, {23, 3, 2}, {25, 2, 2
 
 // --- Model, from the definitions: shift table, 14.18 walk, product weights. -------------------
 
-int model_shift(int ratio)
-{
-    return ratio <= 2 ? 0 : ratio <= 4 ? 1 : ratio <= 8 ? 2 : ratio <= 16 ? 3 : 4;
-}
-
-struct Axis {
-    int step, shift;
-};
-Axis model_axis(int src, int dst)
-{
-    const int shift = model_shift(src / dst);
-    return {(((src - 1) >> shift) << 18) / dst, shift};
-}
+using ozmu::csc_test::Axis;
+const auto model_axis = ozmu::csc_test::bilinear_axis;
 
 // Channels of one source pixel: bytes, or the three 5-6-5 fields.
 std::vector<int> channels(const LayoutInfo &l, const uint8_t *p)
@@ -63,32 +53,21 @@ void store(const LayoutInfo &l, const std::vector<int> &f, uint8_t *out)
     }
 }
 
-// Writes the model's picture into `out`. A tap past the last row or column only occurs for a
-// one-sample axis, where its weight is 0: it is read at the last sample instead.
+// Writes the model's picture into `out`.
 void model(const LayoutInfo &l, Plane &src, int src_w, int src_h, Plane &out, int dst_w,
            int dst_h)
 {
     const Axis ax = model_axis(src_w, dst_w), ay = model_axis(src_h, dst_h);
-    for (int r = 0; r < dst_h; ++r) {
-        const int y = r * ay.step, v = (y >> 15) & 7;
-        const int top = (y >> 18) << ay.shift;
-        const int bottom = std::min(((y >> 18) + 1) << ay.shift, src_h - 1);
+    for (int r = 0; r < dst_h; ++r)
         for (int i = 0; i < dst_w; ++i) {
-            const int x = i * ax.step, h = (x >> 15) & 7;
-            const int left = (x >> 18) << ax.shift;
-            const int right = std::min(((x >> 18) + 1) << ax.shift, src_w - 1);
-            auto at = [&](int row, int col) {
-                return channels(l, src.row(row) + col * l.in_bytes);
-            };
-            const auto tl = at(top, left), tr = at(top, right), bl = at(bottom, left),
-                       br = at(bottom, right);
-            std::vector<int> f(tl.size());
+            std::vector<int> f(l.code == 25 ? 3 : l.in_bytes);
             for (size_t c = 0; c < f.size(); ++c)
-                f[c] = ((8 - h) * (8 - v) * tl[c] + h * (8 - v) * tr[c] + (8 - h) * v * bl[c] +
-                        h * v * br[c]) >> 6;
+                f[c] = ozmu::csc_test::bilinear_sample(ax, ay, i, r, [&](int row, int col) {
+                    EXPECT_TRUE(row < src_h && col < src_w) << "sample " << col << "," << row;
+                    return channels(l, src.row(row) + col * l.in_bytes)[c];
+                });
             store(l, f, out.row(r) + i * l.out_bytes);
         }
-    }
 }
 
 // Planes are built in bytes with a 48-byte margin, so every stride is a whole number of pixels.
@@ -123,43 +102,29 @@ constexpr Sizes kSizes[] = {{37, 23, 17, 11}, {64, 48, 21, 15}, {100, 74, 11, 8}
 TEST(irsz, CreationReportsCodes)
 {
     uint8_t out[64];
-    ozmu_irsz_param p{29, 10, 8, 8, 8, 8, 4, 4, 4, out};
     int err = 77;
+    ozmu_irsz_param p{29, 10, 8, 8, 8, 8, 4, 4, 4, out};
     void *h = ozmu_irsz_create(&p, &err);
     ASSERT_NE(h, nullptr);
     EXPECT_EQ(err, 0);
     ozmu_irsz_delete(h);
     ozmu_irsz_delete(nullptr);
-
-    for (int mode : {12, 9, 0}) {
-        p.mode = mode;
-        EXPECT_EQ(ozmu_irsz_create(&p, &err), nullptr);
-        EXPECT_EQ(err, -2) << mode;
-    }
-    p.layout = 22;  // the mode is checked first
-    EXPECT_EQ(ozmu_irsz_create(&p, &err), nullptr);
-    EXPECT_EQ(err, -2);
-    p.mode = 11;
-    for (int layout : {22, 24, 26, 27, 28, 19, 30, 0}) {
-        p.layout = layout;
-        err = 77;
-        EXPECT_EQ(ozmu_irsz_create(&p, &err), nullptr);
-        EXPECT_EQ(err, -4) << layout;
+    // Bad modes give -2, checked before the layout (22 is bad too); bad layouts give -4.
+    // -3 (allocation failure) cannot be forced from here.
+    const int kRefusals[][3] = {{29, 12, -2}, {29, 9, -2}, {29, 0, -2}, {22, 0, -2}, {22, 11, -4},
+                                {24, 11, -4}, {26, 11, -4}, {27, 11, -4}, {28, 11, -4},
+                                {19, 11, -4}, {30, 11, -4}, {0, 11, -4}};
+    for (const auto &[layout, mode, code] : kRefusals) {
+        p.layout = layout, p.mode = mode, err = 77;
+        EXPECT_EQ(ozmu_irsz_create(&p, &err), nullptr) << layout << " " << mode;
+        EXPECT_EQ(err, code) << layout << " " << mode;
         EXPECT_EQ(ozmu_irsz_create(&p, nullptr), nullptr);
     }
-    // -3 (allocation failure) cannot be forced from here.
 }
 
 TEST(irsz, WeightTableAndWalk)
 {
-    for (int h = 0; h < 8; ++h)
-        for (int v = 0; v < 8; ++v) {
-            const uint8_t *e = ozmu_irsz_tbl_rsz_weight + 32 * h + 4 * v;
-            EXPECT_EQ(e[0], (8 - h) * (8 - v));
-            EXPECT_EQ(e[1], h * (8 - v));
-            EXPECT_EQ(e[2], (8 - h) * v);
-            EXPECT_EQ(e[3], h * v);
-        }
+    ozmu::csc_test::expect_bilinear_weights(ozmu_irsz_tbl_rsz_weight);
     uint8_t out[4096];
     ozmu_irsz_param p{20, 10, 640, 480, 640, 16, 640, 160, 640, out};
     Handle equal(p);
@@ -167,23 +132,6 @@ TEST(irsz, WeightTableAndWalk)
     EXPECT_EQ(equal.record().xshift, 0);
     EXPECT_EQ(equal.record().yshift, 1);  // ratio 3: samples two apart
     EXPECT_EQ(equal.record().ystep, ((479 >> 1) << 18) / 160);
-}
-
-TEST(irsz, GreenOf565FromBytesRepeatsTopBits)
-{
-    const LayoutInfo l = kLayouts[2];
-    for (const auto &[f1, green] : {std::pair{0xFC, 0b111111}, std::pair{0x9F, 0b100100}}) {
-        Plane src = picture(4, 4, 3, 0, false), dst = picture(3, 3, 2, 0, false);
-        for (int r = 0; r < 4; ++r)
-            for (int i = 0; i < 4; ++i) {
-                uint8_t *px = src.row(r) + 3 * i;
-                px[0] = 0x00, px[1] = static_cast<uint8_t>(f1), px[2] = 0x00;
-            }
-        Handle h(params(l, 10, 4, 4, src, 0, 3, 3, dst));
-        ozmu_irsz(h.p, src.origin(), 0, 0);
-        const int word = dst.row(1)[2] | dst.row(1)[3] << 8;
-        EXPECT_EQ(word, green << 5) << std::hex << f1;
-    }
 }
 
 TEST(irsz, WholePictureMatchesModel)

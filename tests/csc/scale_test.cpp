@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <iterator>
 #include <memory>
@@ -13,6 +14,7 @@
 
 #include "checkasm.h"
 #include "csc/scale.h"
+#include "csc_test_util.h"
 #include "ozmu.h"
 
 namespace {
@@ -21,60 +23,25 @@ using namespace ozmu::test;
 
 // ---- The model -------------------------------------------------------------------------------
 
-struct Axis {
-    int step, shift;
-};
-
-Axis model_axis(int src, int dst)
-{
-    if (dst == 0)
-        return {0, 0};
-    const int ratio = src / dst;
-    const int shift = ratio <= 2 ? 0 : ratio <= 4 ? 1 : ratio <= 8 ? 2 : ratio <= 16 ? 3 : 4;
-    return {(((src - 1) >> shift) << 18) / dst, shift};
-}
+using ozmu::csc_test::Axis;
+const auto model_axis = ozmu::csc_test::bilinear_axis;
 
 struct Geometry {
     int src_w, src_h, dst_w, dst_h;
 };
 
 struct Source {
-    const uint8_t *plane[4];
-    ptrdiff_t stride[4];
+    uint8_t *plane[4] = {};
+    int stride[4] = {};
 };
 
-// Filtered sample of plane p at destination pixel (i, j). Samples of weight 0 are not read, so
-// the model never reads past a one-column or one-row source.
 int model_sample(const Source &s, const Geometry &g, int p, int i, int j)
 {
-    const Axis ax = model_axis(g.src_w, g.dst_w), ay = model_axis(g.src_h, g.dst_h);
-    const int x = i * ax.step, y = j * ay.step;
-    const int c0 = (x >> 18) << ax.shift, c1 = ((x >> 18) + 1) << ax.shift;
-    const int r0 = (y >> 18) << ay.shift, r1 = ((y >> 18) + 1) << ay.shift;
-    const int h = (x >> 15) & 7, v = (y >> 15) & 7;
-    int sum = 0;
-    const auto add = [&](int r, int c, int weight) {
-        if (weight == 0)
-            return;
-        EXPECT_TRUE(r < g.src_h && c < g.src_w) << "sample " << c << "," << r << " outside";
-        sum += weight * s.plane[p][s.stride[p] * r + c];
-    };
-    add(r0, c0, (8 - h) * (8 - v));
-    add(r0, c1, h * (8 - v));
-    add(r1, c0, (8 - h) * v);
-    add(r1, c1, h * v);
-    return sum >> 6;
-}
-
-int clip(int value) { return std::clamp(value, 0, 255); }
-
-// Full-range BT.601 in 8.8 fixed point.
-void model_rgb(int y, int u_sample, int v_sample, int rgb[3])
-{
-    const int u = u_sample - 128, v = v_sample - 128;
-    rgb[0] = clip(y + ((359 * v + 128) >> 8));
-    rgb[1] = clip(y - ((88 * u + 183 * v + 128) >> 8));
-    rgb[2] = clip(y + ((454 * u + 128) >> 8));
+    return ozmu::csc_test::bilinear_sample(
+        model_axis(g.src_w, g.dst_w), model_axis(g.src_h, g.dst_h), i, j, [&](int r, int c) {
+            EXPECT_TRUE(r < g.src_h && c < g.src_w) << "sample " << c << "," << r << " outside";
+            return s.plane[p][s.stride[p] * r + c];
+        });
 }
 
 // ---- The kernels -------------------------------------------------------------------------------
@@ -136,27 +103,22 @@ void model_row(const Member &m, const Layout &layout, const Source &s, const Geo
                uint8_t *pixels, uint8_t *alpha)
 {
     for (int i = 0; i < g.dst_w; ++i) {
-        int f[4], rgb[3];
+        int f[4];
         for (int p = 0; p < m.planes; ++p)
             f[p] = model_sample(s, g, p, i, j);
-        if (m.yuv)
-            model_rgb(f[0], f[1], f[2], rgb);
-        else
-            std::copy(f, f + 3, rgb);
+        const auto rgb = m.yuv ? ozmu::csc_test::yuv_to_rgb(f[0], f[1], f[2])
+                               : std::array{f[0], f[1], f[2]};
         const int a = m.planes == 4 ? f[3] : 255;
         uint8_t *px = pixels + m.bytes * i;
         if (m.bytes == 2) {
-            const int word = (rgb[0] >> 3) << 11 | (rgb[1] >> 2) << 5 | rgb[2] >> 3;
+            const int word = ozmu::csc_test::pack_565(rgb[0], rgb[1], rgb[2]);
             px[0] = static_cast<uint8_t>(word);
             px[1] = static_cast<uint8_t>(word >> 8);
             if (alpha)
                 alpha[i] = static_cast<uint8_t>(a);
             continue;
         }
-        for (int k = 0; k < m.bytes; ++k) {
-            const char c = layout.order[k];
-            px[k] = static_cast<uint8_t>(c == 'R' ? rgb[0] : c == 'G' ? rgb[1] : c == 'B' ? rgb[2] : a);
-        }
+        ozmu::csc_test::put_ordered(layout.order, rgb, a, px);
     }
 }
 
@@ -165,10 +127,8 @@ void model_row(const Member &m, const Layout &layout, const Source &s, const Geo
 // Source planes flush against an inaccessible page (after their last byte or before their first),
 // rows `stride` apart and upward in memory when negative: any read outside the picture faults.
 // One stride for every plane (as the vector members read them) or one per plane.
-struct Picture {
+struct Picture : Source {
     std::vector<std::unique_ptr<PageGuardedBuffer>> buffers;
-    uint8_t *origin[4] = {};
-    int stride[4] = {};
 
     Picture(Rng &rng, Pattern pattern, const Geometry &g, bool shared_stride, bool negative,
             PageGuardedBuffer::Flush flush)
@@ -181,18 +141,9 @@ struct Picture {
             uint8_t *lowest = buffers.back()->data();
             for (int r = 0; r < g.src_h; ++r)
                 fill_pattern(rng, pattern, lowest + size_t(step) * r, size_t(g.src_w), 1, 0, 255);
-            origin[p] = negative ? lowest + size_t(step) * (g.src_h - 1) : lowest;
+            plane[p] = negative ? lowest + size_t(step) * (g.src_h - 1) : lowest;
             stride[p] = negative ? -step : step;
         }
-    }
-    Source source() const
-    {
-        Source s{};
-        for (int p = 0; p < 4; ++p) {
-            s.plane[p] = origin[p];
-            s.stride[p] = stride[p];
-        }
-        return s;
     }
 };
 
@@ -201,11 +152,11 @@ struct Picture {
 // must stay untouched; strides a kernel must not read are junk.
 void check(const Member &m, const Picture &pic, const Geometry &g, Rng &rng, bool negative)
 {
-    const Source s = pic.source();
+    const Source &s = pic;
     uint8_t *src[4];
     int src_stride[4];
     for (int p = 0; p < 4; ++p) {
-        src[p] = p < m.planes ? pic.origin[p] : nullptr;
+        src[p] = p < m.planes ? pic.plane[p] : nullptr;
         src_stride[p] = m.vector() && p > 0 ? -7 * p : pic.stride[p];
     }
     const int extra = rng.range(0, 5), alpha_extra = rng.range(0, 5);
@@ -243,7 +194,7 @@ void check(const Member &m, const Picture &pic, const Geometry &g, Rng &rng, boo
                 << m.name << " " << impl << " dst_cs " << layout.dst_cs << ", " << g.src_w << "x"
                 << g.src_h << " -> " << g.dst_w << "x" << g.dst_h << (negative ? " upward" : "");
             ASSERT_TRUE(same_planes(expected_alpha, result_alpha)) << m.name << " " << impl;
-            ASSERT_TRUE(std::all_of(decoy.begin(), decoy.end(), [](uint8_t b) { return b == 0x5A; }))
+            ASSERT_TRUE(ozmu::csc_test::all_equal(decoy, 0x5A))
                 << m.name << " " << impl << " wrote through an unselected dst[] slot";
         }
     }
@@ -261,25 +212,7 @@ TEST(CscScale, StepSizesAndWeights)
     EXPECT_EQ(xstep, 392396 << 3 | 2);  // ratio 6: neighbours 4 apart
     EXPECT_EQ(ystep, 0);                // a zero divisor gives step 0, shift 0
 
-    // Every shift boundary, both axes.
-    for (int ratio : {1, 2, 3, 4, 5, 8, 9, 16, 17, 31, 32, 100})
-        for (int dst : {1, 7, 45}) {
-            const int src = ratio * dst + (ratio > 1 ? ratio - 1 : 0);
-            const Axis a = model_axis(src, dst);
-            bilinear_rsz_step_size(src, dst, dst, src, &xstep, &ystep);
-            EXPECT_EQ(xstep, a.step << 3 | a.shift) << src << " -> " << dst;
-            const Axis b = model_axis(dst, src);
-            EXPECT_EQ(ystep, b.step << 3 | b.shift) << dst << " -> " << src;
-        }
-
-    for (int h = 0; h < 8; ++h)
-        for (int v = 0; v < 8; ++v) {
-            const uint8_t *e = ozmu_tbl_bilinear_rszw + 32 * h + 4 * v;
-            EXPECT_EQ(e[0], (8 - h) * (8 - v));
-            EXPECT_EQ(e[1], h * (8 - v));
-            EXPECT_EQ(e[2], (8 - h) * v);
-            EXPECT_EQ(e[3], h * v);
-        }
+    ozmu::csc_test::expect_bilinear_weights(ozmu_tbl_bilinear_rszw);
 }
 
 // Destination widths 1-40 (every tail of the 8-pixel groups), 64 and 1920; reductions 1:1 to
@@ -345,12 +278,9 @@ TEST(CscScale, ColourArithmeticForEveryInput)
                                          256, dst_stride, OZMU_CS_RGBA8888);
         for (int j = 0; j < 256; ++j)
             for (int i = 0; i < 256; ++i) {
-                int rgb[3];
-                model_rgb(i, j, k, rgb);
+                const auto rgb = ozmu::csc_test::yuv_to_rgb(i, j, k);
                 uint8_t *px = &expected[(size_t(j) * 256 + i) * 4];
-                px[0] = static_cast<uint8_t>(rgb[0]);
-                px[1] = static_cast<uint8_t>(rgb[1]);
-                px[2] = static_cast<uint8_t>(rgb[2]);
+                std::copy(rgb.begin(), rgb.end(), px);
                 px[3] = 255;
             }
         ASSERT_TRUE(same_bytes(expected.data(), out.data(), out.size())) << "V = " << k;
@@ -370,7 +300,7 @@ TEST(CscScale, SizesBelowOneDoNothing)
                 uint8_t *dst[4] = {decoy.data(), decoy.data(), decoy.data(), decoy.data()};
                 int strides[4] = {16, 16, 16, 16};
                 fn(src, g.src_w, g.src_h, strides, 0, dst, g.dst_w, g.dst_h, strides, 500);
-                EXPECT_TRUE(std::all_of(decoy.begin(), decoy.end(), [](uint8_t b) { return b == 0x5A; }))
+                EXPECT_TRUE(ozmu::csc_test::all_equal(decoy, 0x5A))
                     << m.name << " " << impl;
             }
 }
