@@ -159,6 +159,20 @@ struct Sws {
     Sws &operator=(const Sws &) = delete;
     SwsContext *ctx;
 };
+
+// swscale converting the whole 4:4:4 source into `out` (whose size the context was made for).
+Peer swscale_yuv444_peer(const Sws &sws, const Yuv444 &src, Rgba &out)
+{
+    return {"swscale",
+            [&sws, &src, &out] {
+                const uint8_t *planes[3] = {src.y.data, src.u.data, src.v.data};
+                const int strides[3] = {kSrcW, kSrcW, kSrcW};
+                uint8_t *dst[1] = {out.buf.data};
+                const int dst_stride[1] = {out.stride()};
+                sws_scale(sws.ctx, planes, strides, 0, kSrcH, dst, dst_stride);
+            },
+            &out};
+}
 #endif
 
 void BM_yuv444_to_rgba8888(benchmark::State &state)
@@ -181,15 +195,7 @@ void BM_yuv444_to_rgba8888(benchmark::State &state)
     Rgba sws_out(kSrcW, kSrcH);
     Sws sws(kSrcW, kSrcH, AV_PIX_FMT_YUV444P, kSrcW, kSrcH, AV_PIX_FMT_RGBA,
             SWS_BILINEAR | SWS_FULL_CHR_H_INT);
-    peers.push_back({"swscale",
-                     [&] {
-                         const uint8_t *planes[3] = {src.y.data, src.u.data, src.v.data};
-                         const int strides[3] = {kSrcW, kSrcW, kSrcW};
-                         uint8_t *out[1] = {sws_out.buf.data};
-                         const int out_stride[1] = {sws_out.stride()};
-                         sws_scale(sws.ctx, planes, strides, 0, kSrcH, out, out_stride);
-                     },
-                     &sws_out});
+    peers.push_back(swscale_yuv444_peer(sws, src, sws_out));
 #endif
     compare(state, int64_t{kSrcW} * kSrcH,
             [&] { run_csc(ozmu_csc_yuv444_to_rgba8888, src, kSrcW, kSrcH, ours); }, ours, peers);
@@ -218,15 +224,7 @@ void BM_rsz_yuv444_to_rgba8888(benchmark::State &state)
     Rgba sws_out(kDstW, kDstH);
     Sws sws(kSrcW, kSrcH, AV_PIX_FMT_YUV444P, kDstW, kDstH, AV_PIX_FMT_RGBA,
             SWS_BILINEAR | SWS_FULL_CHR_H_INT);
-    peers.push_back({"swscale",
-                     [&] {
-                         const uint8_t *planes[3] = {src.y.data, src.u.data, src.v.data};
-                         const int strides[3] = {kSrcW, kSrcW, kSrcW};
-                         uint8_t *out[1] = {sws_out.buf.data};
-                         const int out_stride[1] = {sws_out.stride()};
-                         sws_scale(sws.ctx, planes, strides, 0, kSrcH, out, out_stride);
-                     },
-                     &sws_out});
+    peers.push_back(swscale_yuv444_peer(sws, src, sws_out));
 #endif
     compare(state, int64_t{kDstW} * kDstH,
             [&] { run_csc(ozmu_csc_rsz_yuv444_to_rgba8888, src, kSrcW, kSrcH, ours); }, ours,
