@@ -765,13 +765,234 @@ OZMU_API void ozmu_irsz_delete(void *handle);
  * Block metrics: SAD
  * ========================================================================================== */
 
+/* Sum of absolute differences of two blocks, for motion search and mode decision. Blocks are
+ * addressed by their top-left sample and a signed row stride counted in that block's own samples
+ * (bytes for 8-bit blocks, 16-bit units for 16-bit blocks). The result is the 32-bit sum of |d|,
+ * d = first - second, with no scaling.
+ *
+ * 16-bit samples are signed. Every member takes |d| as (d ^ m) - m with m = d >> 15 (not >> 31):
+ * exact while |d| <= 32767, which holds for samples of up to 15 significant bits of one sign; a
+ * larger difference gives another value (d = 40001 counts 39999, 32767 - (-32768) counts 65533),
+ * and every member agrees on it. No member saturates or overflows, even at 64x64.
+ *
+ * Kinds: plain (both 8-bit unsigned), _16 (both 16-bit signed), _bi (first 16-bit signed with a
+ * stride in 16-bit units, second 8-bit unsigned with a stride in bytes) and _bi_16, a second name
+ * of the _16 routine of that size. Sizes are width x height. There is deliberately no _bi member
+ * below 4x8 and no generic _bi function; a size without a kernel is served by the generic
+ * functions only (nothing dispatches between them).
+ *
+ * ozmu_sad4x4 may read 4 bytes beyond the right edge of every row of both blocks: give it 8
+ * readable bytes a row. */
+
+/* Generic: a height below 1 returns 0 without reading; a width below 1 adds 0 for every row. */
+OZMU_API int ozmu_sad(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad_16(int w, int h, const int16_t *a, const int16_t *b, int stride_a,
+                         int stride_b);
+/* Fixed sizes, 8-bit. */
+OZMU_API int ozmu_sad2x2(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad2x4(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad4x2(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad4x4(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad4x8(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad8x4(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad8x8(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad8x16(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad16x8(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad16x16(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad16x32(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad32x16(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad32x32(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad32x64(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad64x32(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad64x64(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+/* Fixed sizes, 16-bit. */
+OZMU_API int ozmu_sad2x2_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad2x4_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad4x2_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad4x4_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad4x8_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad8x4_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad8x8_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad8x16_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad16x8_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad16x16_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad16x32_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad32x16_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad32x32_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad32x64_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad64x32_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad64x64_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+/* Fixed sizes, 16-bit first block, 8-bit second block. */
+OZMU_API int ozmu_sad4x8_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad8x4_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad8x8_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad8x16_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad16x8_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad16x16_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad16x32_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad32x16_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad32x32_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad32x64_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad64x32_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad64x64_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+/* Second names of the _16 kernels (same address). */
+OZMU_API int ozmu_sad4x8_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad8x4_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad8x8_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad8x16_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad16x8_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad16x16_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad16x32_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad32x16_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad32x32_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad32x64_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad64x32_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_sad64x64_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+
 /* ============================================================================================
  * Block metrics: differences
  * ========================================================================================== */
 
+/* Residual of two blocks, first - second, into 16-bit values: each output is the low 16 bits of
+ * the 32-bit difference (8-bit inputs give -255..255; 16-bit inputs wrap, so -32768 - 1 stores
+ * 32767). Input strides count the block's own samples; the output stride counts 16-bit values.
+ * Only w x h values are written: the rest of each output row is left as it was. Generic functions
+ * write nothing for a width or height below 1. An output overlapping an input is computed as if
+ * sample by sample in row order.
+ *
+ * Fixed kernels take (a, b, stride_a, stride_b, stride_out, out): the output comes last. The 1:4
+ * shapes 2x8, 4x16, 8x32 and 16x64 exist for 16-bit samples only, the mixed kind (16-bit first,
+ * 8-bit second) only at 4x4; ozmu_diff4x4_bi_16 is a second name of ozmu_diff4x4_16.
+ *
+ * ozmu_diff4x4 may read 4 bytes beyond the right edge of every row of both inputs. */
+OZMU_API void ozmu_diff(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a,
+                        int stride_b, int stride_out, int16_t *out);
+OZMU_API void ozmu_diff_16(int w, int h, const int16_t *a, const int16_t *b, int stride_a,
+                           int stride_b, int stride_out, int16_t *out);
+/* Fixed sizes, 8-bit. */
+OZMU_API void ozmu_diff2x2(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                           int stride_out, int16_t *out);
+OZMU_API void ozmu_diff2x4(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                           int stride_out, int16_t *out);
+OZMU_API void ozmu_diff4x2(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                           int stride_out, int16_t *out);
+OZMU_API void ozmu_diff4x4(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                           int stride_out, int16_t *out);
+OZMU_API void ozmu_diff4x8(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                           int stride_out, int16_t *out);
+OZMU_API void ozmu_diff8x4(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                           int stride_out, int16_t *out);
+OZMU_API void ozmu_diff8x8(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                           int stride_out, int16_t *out);
+OZMU_API void ozmu_diff8x16(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                            int stride_out, int16_t *out);
+OZMU_API void ozmu_diff16x8(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                            int stride_out, int16_t *out);
+OZMU_API void ozmu_diff16x16(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                             int stride_out, int16_t *out);
+OZMU_API void ozmu_diff16x32(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                             int stride_out, int16_t *out);
+OZMU_API void ozmu_diff32x16(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                             int stride_out, int16_t *out);
+OZMU_API void ozmu_diff32x32(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                             int stride_out, int16_t *out);
+OZMU_API void ozmu_diff32x64(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                             int stride_out, int16_t *out);
+OZMU_API void ozmu_diff64x32(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                             int stride_out, int16_t *out);
+OZMU_API void ozmu_diff64x64(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,
+                             int stride_out, int16_t *out);
+/* Fixed sizes, 16-bit. */
+OZMU_API void ozmu_diff2x2_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                              int stride_out, int16_t *out);
+OZMU_API void ozmu_diff2x4_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                              int stride_out, int16_t *out);
+OZMU_API void ozmu_diff4x2_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                              int stride_out, int16_t *out);
+OZMU_API void ozmu_diff4x4_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                              int stride_out, int16_t *out);
+OZMU_API void ozmu_diff4x8_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                              int stride_out, int16_t *out);
+OZMU_API void ozmu_diff8x4_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                              int stride_out, int16_t *out);
+OZMU_API void ozmu_diff8x8_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                              int stride_out, int16_t *out);
+OZMU_API void ozmu_diff8x16_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                               int stride_out, int16_t *out);
+OZMU_API void ozmu_diff16x8_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                               int stride_out, int16_t *out);
+OZMU_API void ozmu_diff16x16_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                                int stride_out, int16_t *out);
+OZMU_API void ozmu_diff16x32_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                                int stride_out, int16_t *out);
+OZMU_API void ozmu_diff32x16_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                                int stride_out, int16_t *out);
+OZMU_API void ozmu_diff32x32_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                                int stride_out, int16_t *out);
+OZMU_API void ozmu_diff32x64_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                                int stride_out, int16_t *out);
+OZMU_API void ozmu_diff64x32_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                                int stride_out, int16_t *out);
+OZMU_API void ozmu_diff64x64_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                                int stride_out, int16_t *out);
+OZMU_API void ozmu_diff2x8_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                              int stride_out, int16_t *out);
+OZMU_API void ozmu_diff4x16_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                               int stride_out, int16_t *out);
+OZMU_API void ozmu_diff8x32_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                               int stride_out, int16_t *out);
+OZMU_API void ozmu_diff16x64_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                                int stride_out, int16_t *out);
+/* Mixed 4x4: 16-bit first block (stride in 16-bit units), 8-bit second block (bytes). */
+OZMU_API void ozmu_diff4x4_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b,
+                              int stride_out, int16_t *out);
+OZMU_API void ozmu_diff4x4_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,
+                                 int stride_out, int16_t *out);
+
 /* ============================================================================================
  * Block metrics: SSD, Hadamard, SATD
  * ========================================================================================== */
+
+/* Sum of squared differences over w x h (height below 1: 0). Each term is the square of |d| taken
+ * as the SAD functions take it (shift by 15), added with wrap-around modulo 2^32: exact for 8-bit
+ * samples; for 16-bit samples exact while |d| <= 32767 and while the sum fits (one 64x64 block of
+ * differences of 1024 already reaches 2^32). */
+OZMU_API int ozmu_ssd(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_ssd_16(int w, int h, const int16_t *a, const int16_t *b, int stride_a,
+                         int stride_b);
+
+/* 4x4 Hadamard cost of 16 residual values given row by row (no stride): the unnormalised
+ * transform of columns then rows in 32-bit integers, the sum of the 16 absolute coefficients,
+ * halved and truncated. A single 1 anywhere costs 8; sixteen 1s also cost 8. */
+OZMU_API int ozmu_hadamard4x4(const int16_t *coef);
+
+/* 4x4 SATD: ozmu_hadamard4x4 of the residual the matching ozmu_diff4x4 kernel writes, so 16-bit
+ * residuals are truncated to 16 bits first. ozmu_satd4x4_bi_16 is a second name of
+ * ozmu_satd4x4_16. */
+OZMU_API int ozmu_satd4x4(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_satd4x4_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_satd4x4_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_satd4x4_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+
+/* SATD of a w x h block as the sum of 4x4 SATDs over tiles at x, y = 0, 4, 8, ... below w and h
+ * (height below 1: 0). Sizes that are not multiples of 4 are not clipped: the last tile of a row
+ * or column covers a whole 4x4 area and reads up to 3 samples or rows past the block. Only 4x4
+ * tiles are used, so an 8x8 block costs four 4x4 SATDs, not ozmu_satd8x8. */
+OZMU_API int ozmu_satd(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a,
+                       int stride_b);
+OZMU_API int ozmu_satd_16(int w, int h, const int16_t *a, const int16_t *b, int stride_a,
+                          int stride_b);
+
+/* 8x8 SATD: the 8x8 residual in 32-bit integers (no truncation), the unnormalised 8-point
+ * Hadamard transform of rows then columns, the sum of the 64 absolute coefficients, quartered
+ * with rounding: (sum + 2) >> 2. (The 4x4 cost is halved and truncated instead.) The members
+ * differ only in how each operand is widened: _16 reads both 16-bit blocks as unsigned, _bi reads
+ * a signed 16-bit first block against an 8-bit second, _bi_16 a signed first block against an
+ * unsigned 16-bit second. */
+OZMU_API int ozmu_satd8x8(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_satd8x8_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_satd8x8_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+OZMU_API int ozmu_satd8x8_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
 
 /* ============================================================================================
  * Containers: linked list

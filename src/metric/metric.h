@@ -1,0 +1,107 @@
+// Block metrics: SAD, residual differences, SSD, Hadamard and SATD.
+//
+// Every routine exists as a portable reference in ozmu::ref, written straight from the per-sample
+// definition, and, on AArch64, as a NEON version in ozmu::neon giving the same result bit for bit.
+// The 2-wide shapes have no vector version: every host runs the reference for them.
+//
+// Sample kinds: u8 (8-bit unsigned), s16 (16-bit signed) and bi (16-bit signed first operand,
+// 8-bit unsigned second). Strides count samples of their own block.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+
+#include "core/dispatch.h"
+
+// Shapes as X(width, height). Every SAD and difference size from 4 wide up has a vector version.
+#define OZMU_METRIC_NARROW_SIZES(X) X(2, 2) X(2, 4)
+#define OZMU_METRIC_SMALL_SIZES(X) X(4, 2) X(4, 4)
+#define OZMU_METRIC_BI_SIZES(X)                                                                    \
+    X(4, 8) X(8, 4) X(8, 8) X(8, 16) X(16, 8) X(16, 16) X(16, 32) X(32, 16) X(32, 32) X(32, 64)    \
+        X(64, 32) X(64, 64)
+// Difference shapes that exist for 16-bit samples only.
+#define OZMU_METRIC_DIFF16_NARROW_SIZES(X) X(2, 8)
+#define OZMU_METRIC_DIFF16_ONLY_SIZES(X) X(4, 16) X(8, 32) X(16, 64)
+
+#define OZMU_METRIC_DECLARE_SAD(w, h)                                                              \
+    int sad##w##x##h(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);              \
+    int sad##w##x##h##_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+#define OZMU_METRIC_DECLARE_SAD_BI(w, h)                                                           \
+    int sad##w##x##h##_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
+#define OZMU_METRIC_DECLARE_DIFF16(w, h)                                                           \
+    void diff##w##x##h##_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b,        \
+                            int stride_out, int16_t *out);
+#define OZMU_METRIC_DECLARE_DIFF(w, h)                                                             \
+    void diff##w##x##h(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,             \
+                       int stride_out, int16_t *out);                                              \
+    OZMU_METRIC_DECLARE_DIFF16(w, h)
+
+// Everything with a vector version.
+#define OZMU_METRIC_DECLARE_VECTOR_KERNELS                                                         \
+    OZMU_METRIC_SMALL_SIZES(OZMU_METRIC_DECLARE_SAD)                                               \
+    OZMU_METRIC_BI_SIZES(OZMU_METRIC_DECLARE_SAD)                                                  \
+    OZMU_METRIC_BI_SIZES(OZMU_METRIC_DECLARE_SAD_BI)                                               \
+    OZMU_METRIC_SMALL_SIZES(OZMU_METRIC_DECLARE_DIFF)                                              \
+    OZMU_METRIC_BI_SIZES(OZMU_METRIC_DECLARE_DIFF)                                                 \
+    OZMU_METRIC_DIFF16_ONLY_SIZES(OZMU_METRIC_DECLARE_DIFF16)                                      \
+    int sad(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);         \
+    int sad_16(int w, int h, const int16_t *a, const int16_t *b, int stride_a, int stride_b);      \
+    void diff(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a, int stride_b,        \
+              int stride_out, int16_t *out);                                                       \
+    void diff_16(int w, int h, const int16_t *a, const int16_t *b, int stride_a, int stride_b,     \
+                 int stride_out, int16_t *out);                                                    \
+    void diff4x4_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b,                \
+                    int stride_out, int16_t *out);                                                 \
+    int ssd(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);         \
+    int ssd_16(int w, int h, const int16_t *a, const int16_t *b, int stride_a, int stride_b);      \
+    int hadamard4x4(const int16_t *coef);                                                          \
+    int satd4x4(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);                   \
+    int satd4x4_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);                \
+    int satd4x4_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);                \
+    int satd8x8(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);                   \
+    int satd8x8_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);                \
+    int satd8x8_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);                \
+    int satd8x8_bi_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
+
+namespace ozmu {
+
+namespace ref {
+OZMU_METRIC_DECLARE_VECTOR_KERNELS
+OZMU_METRIC_NARROW_SIZES(OZMU_METRIC_DECLARE_SAD)
+OZMU_METRIC_NARROW_SIZES(OZMU_METRIC_DECLARE_DIFF)
+OZMU_METRIC_DIFF16_NARROW_SIZES(OZMU_METRIC_DECLARE_DIFF16)
+}  // namespace ref
+
+#if OZMU_HAVE_NEON
+namespace neon {
+OZMU_METRIC_DECLARE_VECTOR_KERNELS
+}
+#endif
+
+namespace metric {
+
+// |d| as every member takes it: the sign mask is d >> 15, not d >> 31, so a 16-bit difference
+// beyond +-32767 gives (d ^ m) - m with m in {-2, 1}. Exact for 8-bit operands. Unsigned
+// arithmetic keeps -65535 .. 65535 free of overflow.
+constexpr uint32_t abs15(int32_t d)
+{
+    const int32_t m = d >> 15;
+    return static_cast<uint32_t>(d ^ m) - static_cast<uint32_t>(m);
+}
+
+// SATD of a block in 4x4 tiles; the last tile of a row or column reaches past a size that is not
+// a multiple of 4. Tile(a, b, stride_a, stride_b) is the 4x4 SATD of one tile.
+template <class A, class B, class Tile>
+int satd_tiles(int w, int h, const A *a, const B *b, int stride_a, int stride_b, Tile tile)
+{
+    uint32_t sum = 0;
+    for (int y = 0; y < h; y += 4) {
+        for (int x = 0; x < w; x += 4)
+            sum += static_cast<uint32_t>(tile(a + x, b + x, stride_a, stride_b));
+        a += 4 * static_cast<std::ptrdiff_t>(stride_a);
+        b += 4 * static_cast<std::ptrdiff_t>(stride_b);
+    }
+    return static_cast<int>(sum);
+}
+
+}  // namespace metric
+}  // namespace ozmu
