@@ -6,13 +6,18 @@
 
 using ozmu::metric::satd_tiles;
 namespace native = ozmu::OZMU_NATIVE;
+#if OZMU_HAVE_SSE2
+namespace native_sad_u8 = ozmu::sse2;
+#else
+namespace native_sad_u8 = native;
+#endif
 
 extern "C" {
 
-#define OZMU_EXPORT_SAD(impl, w, h)                                                                \
+#define OZMU_EXPORT_SAD(impl, impl_u8, w, h)                                                       \
     int ozmu_sad##w##x##h(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b)          \
     {                                                                                              \
-        return impl::sad##w##x##h(a, b, stride_a, stride_b);                                       \
+        return impl_u8::sad##w##x##h(a, b, stride_a, stride_b);                                    \
     }                                                                                              \
     int ozmu_sad##w##x##h##_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b)     \
     {                                                                                              \
@@ -39,8 +44,8 @@ extern "C" {
     }                                                                                              \
     OZMU_EXPORT_DIFF16(impl, w, h)
 
-#define OZMU_EXPORT_SAD_REF(w, h) OZMU_EXPORT_SAD(ozmu::ref, w, h)
-#define OZMU_EXPORT_SAD_NATIVE(w, h) OZMU_EXPORT_SAD(native, w, h)
+#define OZMU_EXPORT_SAD_REF(w, h) OZMU_EXPORT_SAD(ozmu::ref, ozmu::ref, w, h)
+#define OZMU_EXPORT_SAD_NATIVE(w, h) OZMU_EXPORT_SAD(native, native_sad_u8, w, h)
 #define OZMU_EXPORT_DIFF_REF(w, h) OZMU_EXPORT_DIFF(ozmu::ref, w, h)
 #define OZMU_EXPORT_DIFF_NATIVE(w, h) OZMU_EXPORT_DIFF(native, w, h)
 #define OZMU_EXPORT_DIFF16_REF(w, h) OZMU_EXPORT_DIFF16(ozmu::ref, w, h)
@@ -58,7 +63,7 @@ OZMU_METRIC_DIFF16_ONLY_SIZES(OZMU_EXPORT_DIFF16_NATIVE)
 
 int ozmu_sad(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a, int stride_b)
 {
-    return native::sad(w, h, a, b, stride_a, stride_b);
+    return native_sad_u8::sad(w, h, a, b, stride_a, stride_b);
 }
 
 int ozmu_sad_16(int w, int h, const int16_t *a, const int16_t *b, int stride_a, int stride_b)

@@ -2,7 +2,8 @@
 //
 // Every routine exists as a portable reference in ozmu::ref, written straight from the per-sample
 // definition, and, on AArch64, as a NEON version in ozmu::neon giving the same result bit for bit.
-// The 2-wide shapes have no vector version: every host runs the reference for them.
+// The 2-wide shapes have no vector version: every host runs the reference for them. On x86-64
+// the 8-bit SAD kernels run SSE2 code from ozmu::sse2.
 //
 // Sample kinds: u8 (8-bit unsigned), s16 (16-bit signed) and bi (16-bit signed first operand,
 // 8-bit unsigned second). Strides count samples of their own block.
@@ -22,8 +23,10 @@
 #define OZMU_METRIC_DIFF16_NARROW_SIZES(X) X(2, 8)
 #define OZMU_METRIC_DIFF16_ONLY_SIZES(X) X(4, 16) X(8, 32) X(16, 64)
 
+#define OZMU_METRIC_DECLARE_SAD_U8(w, h)                                                           \
+    int sad##w##x##h(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
 #define OZMU_METRIC_DECLARE_SAD(w, h)                                                              \
-    int sad##w##x##h(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);              \
+    OZMU_METRIC_DECLARE_SAD_U8(w, h)                                                               \
     int sad##w##x##h##_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);
 #define OZMU_METRIC_DECLARE_SAD_BI(w, h)                                                           \
     int sad##w##x##h##_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);
@@ -75,6 +78,15 @@ OZMU_METRIC_DIFF16_NARROW_SIZES(OZMU_METRIC_DECLARE_DIFF16)
 namespace neon {
 OZMU_METRIC_DECLARE_VECTOR_KERNELS
 }
+#endif
+
+#if OZMU_HAVE_SSE2
+// x86-64: the 8-bit SAD kernels; every other metric runs the reference there.
+namespace sse2 {
+OZMU_METRIC_SMALL_SIZES(OZMU_METRIC_DECLARE_SAD_U8)
+OZMU_METRIC_BI_SIZES(OZMU_METRIC_DECLARE_SAD_U8)
+int sad(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);
+}  // namespace sse2
 #endif
 
 namespace metric {
