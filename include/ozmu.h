@@ -1026,6 +1026,40 @@ OZMU_API int ozmu_satd8x8_bi_16(const int16_t *a, const int16_t *b, int stride_a
  * MD5
  * ========================================================================================== */
 
+/* MD5 (RFC 1321) context. Callers may keep it anywhere (88 bytes, no pointers); a context must be
+ * all zeros before its first ozmu_md5_init, which ozmu_md5_finish leaves it. */
+struct ozmu_md5_ctx {
+    uint32_t state[4];   /* chaining values */
+    uint8_t buffer[64];  /* the incomplete block */
+    uint32_t count[2];   /* message length in bits, low word first */
+};
+
+/* Loads the initial chaining values and clears count[0]; count[1] and buffer are left as they
+ * are (zero in a fresh or finished context). Returns ctx. */
+OZMU_API ozmu_md5_ctx *ozmu_md5_init(ozmu_md5_ctx *ctx);
+/* Hashes len bytes. Any split of a message over calls gives the same digest. */
+OZMU_API void ozmu_md5_update(ozmu_md5_ctx *ctx, const uint8_t *data, unsigned len);
+/* Hashes n 16-bit samples (any n) as 2n bytes, each sample low byte first, whatever the host's
+ * byte order: the same digest as ozmu_md5_update over the little-endian bytes. */
+OZMU_API void ozmu_md5_update_16(ozmu_md5_ctx *ctx, const uint16_t *samples, unsigned n);
+/* Pads, writes the 16-byte digest and clears the whole context (ready for ozmu_md5_init). */
+OZMU_API void ozmu_md5_finish(ozmu_md5_ctx *ctx, uint8_t digest[16]);
+/* The compression function on one 64-byte block given as 16 words (message byte 4k + j is byte
+ * j, least significant first, of block[k]); updates state in place. */
+OZMU_API void ozmu_md5_trans(uint32_t state[4], const uint32_t block[16]);
+
+/* Digest of an image's picture, row by row, with a fresh context: luma rows y .. height - 1, each
+ * width - x bytes from column 0 (x shortens the rows, it does not move their start); then,
+ * unless the format is OZMU_CS_YUV400, planes 1 and 2 with rows y / 2 .. ceil(height / 2) - 1 of
+ * (width + 1 - x) / 2 bytes (0 <= x <= width and 0 <= y <= height are expected). Every planar
+ * format is hashed with this 8-bit 4:2:0 geometry whatever its chroma size or sample width:
+ * 16-bit formats give only the first bytes of each row, an alpha plane never enters, null plane
+ * pointers (OZMU_CS_YUV400_16's chroma) are skipped, and the chroma rows of OZMU_CS_YUV411 run
+ * on into the next rows, so that a one-row OZMU_CS_YUV411 picture reads up to
+ * (width + 1) / 2 - ceil(width / 4) bytes past its last plane. Returns 0, or
+ * OZMU_ERR_UNSUPPORTED_CS for identifiers outside 10..99 (digest untouched). */
+OZMU_API int ozmu_md5_imgb(const ozmu_imgb *img, uint8_t digest[16]);
+
 #ifdef __cplusplus
 }
 #endif

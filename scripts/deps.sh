@@ -15,4 +15,4 @@ ozmu_need_packages() {
 OZMU_HOST_PACKAGES=(cmake ninja-build g++ make pkg-config libgtest-dev googletest libbenchmark-dev)
 OZMU_CROSS_PACKAGES=(g++-aarch64-linux-gnu qemu-user)
 # Peers the host benchmarks compare with; the library and its tests never use them.
-OZMU_BENCH_PACKAGES=(libyuv-dev libswscale-dev libavutil-dev)
+OZMU_BENCH_PACKAGES=(libyuv-dev libswscale-dev libavutil-dev libssl-dev)
