@@ -73,10 +73,11 @@ int satd8x8_block(const A *a, const B *b, int stride_a, int stride_b, ReadA read
     for (int y = 0; y < 8; ++y, a += stride_a, b += stride_b)
         for (int x = 0; x < 8; ++x)
             r[8 * y + x] = read_a(a[x]) - read_b(b[x]);
-    for (int i = 0; i < 8; ++i) {
+    // Every row first, then every column: a column read before all rows are done mixes stages.
+    for (int i = 0; i < 8; ++i)
         hadamard8(r + 8 * i, 1);
+    for (int i = 0; i < 8; ++i)
         hadamard8(r + i, 8);
-    }
     uint32_t sum = 0;
     for (int32_t c : r)
         sum += static_cast<uint32_t>(c < 0 ? -c : c);
