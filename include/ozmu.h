@@ -998,13 +998,184 @@ OZMU_API int ozmu_satd8x8_bi_16(const int16_t *a, const int16_t *b, int stride_a
  * Containers: linked list
  * ========================================================================================== */
 
+/* Doubly linked list of fixed-size elements, each copied by value into its own heap node, with
+ * one cursor for walking. Element operations return the element's data: a pointer to its copy
+ * inside the node, valid until the element is removed and as aligned as a malloc block is
+ * (16 bytes on LP64). An element's id is an opaque handle, stable while the element is in the
+ * list. Null is the only failure signal; only ozmu_list_delete accepts a null list. One thread
+ * at a time. */
+
+/* Called with an element's data once it is unlinked and before its node is freed (the count
+ * still includes it), on every way out: removals, ozmu_list_rem_all and ozmu_list_delete. It
+ * must not change the list. */
+typedef void (*ozmu_list_release_fn)(void *data);
+
+/* Empty list of elem_size-byte elements (0 allowed), no cursor; release may be null. Null when
+ * an allocation fails (nothing is kept) or elem_size < 0. */
+OZMU_API ozmu_list *ozmu_list_create(int elem_size, ozmu_list_release_fn release);
+/* Removes every element as ozmu_list_rem_all does and frees the list; null is ignored. */
+OZMU_API void ozmu_list_delete(ozmu_list *list);
+/* Removes every element, first to last, each through the release callback; clears the cursor. */
+OZMU_API void ozmu_list_rem_all(ozmu_list *list);
+
+/* Append / prepend a copy of the elem_size bytes at data; the copy's data pointer, or null when
+ * the node cannot be allocated (the list is then unchanged). */
+OZMU_API void *ozmu_list_add(ozmu_list *list, const void *data);
+OZMU_API void *ozmu_list_add_first(ozmu_list *list, const void *data);
+/* Not a positional insert: a negative index inserts at the front and index == count appends
+ * (index 0 on an empty list too); an index from 0 to count - 1, or above count, is refused with
+ * null. */
+OZMU_API void *ozmu_list_insert_at(ozmu_list *list, const void *data, int index);
+
+/* Data of the element at position index (0 is the first), walked from the nearer end; null for
+ * index >= count. A negative index is not refused: it gives the first element, and on an empty
+ * list a pointer that belongs to no element. */
+OZMU_API void *ozmu_list_get_at(const ozmu_list *list, int index);
+/* Id of the element at position index; null for index < 0 or index >= count. */
+OZMU_API void *ozmu_list_get_id(const ozmu_list *list, int index);
+/* Data of the element with that id (a walk from the first element); null for an id that is not
+ * in the list. */
+OZMU_API void *ozmu_list_get_atid(const ozmu_list *list, const void *id);
+/* Data of the first / last element; null when the list is empty. */
+OZMU_API void *ozmu_list_get_first(const ozmu_list *list);
+OZMU_API void *ozmu_list_get_last(const ozmu_list *list);
+/* Number of elements. */
+OZMU_API int ozmu_list_get_cnt(const ozmu_list *list);
+
+/* Removals return nothing. A cursor on the removed element moves to the next element, or is
+ * cleared when the removed one was the last. */
+/* Removes the element at position index if 0 <= index < count; otherwise nothing. */
+OZMU_API void ozmu_list_rem_at(ozmu_list *list, int index);
+/* Removes the element with that id without looking for it: the id must be one of this list's
+ * elements (null is ignored). */
+OZMU_API void ozmu_list_rem_atid(ozmu_list *list, void *id);
+/* Removes the first / last element, if any. */
+OZMU_API void ozmu_list_rem_first(ozmu_list *list);
+OZMU_API void ozmu_list_rem_last(ozmu_list *list);
+
+/* Cursor: the current element, or none. get_cur and the moves return the (new) current
+ * element's data, or null when there is none. There is no wrap-around: moving off either end,
+ * or moving next / prev with no current element, clears the cursor, and only move_first and
+ * move_last start a new walk. On an empty list every move clears it. */
+OZMU_API void *ozmu_list_get_cur(const ozmu_list *list);
+OZMU_API void *ozmu_list_move_first(ozmu_list *list);
+OZMU_API void *ozmu_list_move_last(ozmu_list *list);
+OZMU_API void *ozmu_list_move_next(ozmu_list *list);
+OZMU_API void *ozmu_list_move_prev(ozmu_list *list);
+/* Removes the current element, the cursor moving to the next (cleared after the last one);
+ * nothing without a cursor. */
+OZMU_API void ozmu_list_rem_cur(ozmu_list *list);
+/* Removes the element before the cursor, or the last element when there is no cursor; nothing
+ * when the cursor is on the first element. The cursor stays. */
+OZMU_API void ozmu_list_rem_prev(ozmu_list *list);
+/* Removes the element after the cursor; nothing without a cursor or when it is on the last
+ * element. The cursor stays. */
+OZMU_API void ozmu_list_rem_next(ozmu_list *list);
+
 /* ============================================================================================
  * Containers: ring buffer
  * ========================================================================================== */
 
+/* Byte ring buffer for streamed data (text from a socket taken out line by line, say): copying
+ * put and get, zero-copy access to the contiguous free and filled regions, a line extractor.
+ * The write index ("head") is where the next byte goes, the read index ("tail") where the next
+ * one is read. One byte of the size bytes of storage stays free, so it holds size - 1 bytes;
+ * but a put that reaches the end of storage while the read index is 0 may fill all size bytes,
+ * and the write index then stays at size until something is read. Once all of that is read
+ * both indices sit at size, and a put or commit of 0 bytes there moves the write index to 0:
+ * the buffer then holds nothing yet is not empty (fill total -1) until the next get or
+ * skip_tail. Every number below is exact, asymmetries included. Lengths are counts: a negative
+ * one moves nothing and returns 0. One thread at a time. */
+
+/* Empty buffer over size bytes of zeroed storage; null when an allocation fails (nothing is
+ * kept) or size is below 1 or above 0x7FFFFFFD. */
+OZMU_API ozmu_rbuf *ozmu_rbuf_create(int size);
+/* Frees storage and record; null is ignored. */
+OZMU_API void ozmu_rbuf_delete(ozmu_rbuf *rb);
+/* Drops all content: read index := write index. */
+OZMU_API void ozmu_rbuf_empty(ozmu_rbuf *rb);
+/* size - 1. */
+OZMU_API int ozmu_rbuf_get_tot_len(const ozmu_rbuf *rb);
+/* 1 or 0. Empty: read index == write index. Full: write index == (read index + size - 1) %
+ * size. A buffer of size 1 is both. */
+OZMU_API int ozmu_rbuf_is_empty(const ozmu_rbuf *rb);
+OZMU_API int ozmu_rbuf_is_full(const ozmu_rbuf *rb);
+/* Totals, deliberately not complements of each other. Free: read - write - 1 when the read
+ * index is above the write index, else size - write + read + 1, two more than the true free
+ * space (size + 1 when empty). Fill: write - read when the write index is not below the read
+ * index, else size + write - read - 1, one less than the true fill. For exact values use the
+ * contiguous lengths. */
+OZMU_API int ozmu_rbuf_get_free_len(const ozmu_rbuf *rb);
+OZMU_API int ozmu_rbuf_get_fill_len(const ozmu_rbuf *rb);
+/* Free bytes from the write index on without a wrap: read - write - 1 when the read index is
+ * above, else size - write, one less when the read index is 0 (so -1 while the write index is
+ * at size). */
+OZMU_API int ozmu_rbuf_get_freec_len(const ozmu_rbuf *rb);
+/* Filled bytes from the read index on without a wrap: (write < read ? size : write) - read. */
+OZMU_API int ozmu_rbuf_get_fillc_len(const ozmu_rbuf *rb);
+/* The writable region at the write index and its length as ozmu_rbuf_get_freec_len, or null
+ * and 0 when full; returns 0. Commit what was written there with ozmu_rbuf_skip_head. */
+OZMU_API int ozmu_rbuf_get_head(ozmu_rbuf *rb, uint8_t **ptr, int *len);
+/* The readable region at the read index and its length as ozmu_rbuf_get_fillc_len, or null and
+ * 0 when empty; returns 0. Consume it with ozmu_rbuf_skip_tail. */
+OZMU_API int ozmu_rbuf_get_tail(ozmu_rbuf *rb, uint8_t **ptr, int *len);
+/* Commits up to n bytes written in place (0 when full) and returns how many; a commit running
+ * to the end of storage continues at its start. Commit no more than ozmu_rbuf_get_head
+ * offered: with the read index at 0, a commit reaching the end of storage is reported as
+ * min(size - write - 1, n) (-1 with the write index at size) but not made. */
+OZMU_API int ozmu_rbuf_skip_head(ozmu_rbuf *rb, int n);
+/* Consumes up to n bytes, across the wrap; returns how many (0 when empty). */
+OZMU_API int ozmu_rbuf_skip_tail(ozmu_rbuf *rb, int n);
+/* Copies all n bytes in, or none: returns n or 0. A refused put that had to wrap may already
+ * have written its first part into the free space, uncommitted. */
+OZMU_API int ozmu_rbuf_put(ozmu_rbuf *rb, const void *src, int n);
+/* Copies out up to n bytes, across the wrap, and consumes them; returns how many. */
+OZMU_API int ozmu_rbuf_get(ozmu_rbuf *rb, void *dst, int n);
+/* Takes the oldest line, if complete (it ends at a line feed), into dst as text ending in CR, LF
+ * and a zero byte, and returns its length with the CR LF, without the zero. Returns 0 and
+ * consumes nothing when no line feed is found in reach or a zero byte comes first (on wrapped
+ * data a zero before the end of storage only ends the scan of that part; the line may then
+ * still be completed after the wrap, the dst bytes between left unwritten).
+ * - A LF without a CR before it (or an empty line) gets one inserted; the read index still
+ *   advances by the returned length, so one byte more than the line held is consumed: the first
+ *   byte of the next line is lost, and when there was none the buffer is left holding size - 1
+ *   stale bytes (ozmu_rbuf_empty drops them). An index passing the end of storage wraps.
+ * - cap bounds the scan to cap - 1 bytes, except on wrapped data, where the part up to the end
+ *   of storage is scanned and copied whatever cap is. dst must hold max(cap, size) + 2 bytes.
+ * - A CR at the end of storage and a LF at its start: returns (size - read index) + 2 with the
+ *   LF at dst[len - 2], dst[len - 1] not written and the zero at dst[len]; the read index goes
+ *   to 1. */
+OZMU_API int ozmu_rbuf_get_one_line(ozmu_rbuf *rb, char *dst, int cap);
+
 /* ============================================================================================
  * Containers: slot list
  * ========================================================================================== */
+
+/* First-in first-out queue of equally sized buffers from a pool allocated at creation: a
+ * producer takes the next free buffer and fills it in place, a consumer looks at the oldest
+ * taken buffer and gives it back. Nothing is allocated, freed or copied afterwards. A buffer
+ * given back is the last free one to be taken again; a take walks past the buffers already
+ * taken. One thread at a time: the caller serialises producer and consumer. */
+
+/* Pool of capacity buffers of buf_size bytes (0 allowed), all free; null when an allocation
+ * fails (nothing is kept) or buf_size < 0. A capacity below 2 still gets one buffer and is kept
+ * as given: capacity 1 lends its one buffer, 0 or less never lends any. Buffers are not cleared
+ * and are as aligned as a malloc block is (16 bytes on LP64). */
+OZMU_API ozmu_rlist *ozmu_rlist_create(int buf_size, int capacity);
+/* Frees every buffer, taken or not, and the pool; null is ignored. */
+OZMU_API void ozmu_rlist_delete(ozmu_rlist *pool);
+/* Buffers taken and not given back. */
+OZMU_API int ozmu_rlist_get_used_cnt(const ozmu_rlist *pool);
+/* capacity - used (negative for a capacity below 0). */
+OZMU_API int ozmu_rlist_get_free_cnt(const ozmu_rlist *pool);
+/* Takes the next free buffer; null when capacity buffers are taken. */
+OZMU_API void *ozmu_rlist_get_buf(ozmu_rlist *pool);
+/* The oldest taken buffer, still taken; null when none is. */
+OZMU_API void *ozmu_rlist_get_data(const ozmu_rlist *pool);
+/* Gives the oldest taken buffer back; nothing when none is taken. */
+OZMU_API void ozmu_rlist_rem_data(ozmu_rlist *pool);
+/* Gives every taken buffer back, oldest first. */
+OZMU_API void ozmu_rlist_rem_all(ozmu_rlist *pool);
 
 /* ============================================================================================
  * Text: string scanning and tokenising
