@@ -1181,9 +1181,84 @@ OZMU_API void ozmu_rlist_rem_all(ozmu_rlist *pool);
  * Text: string scanning and tokenising
  * ========================================================================================== */
 
+/* Scanners for NUL-terminated text (protocol lines, configuration). Nothing is allocated, copied
+ * or modified: results point into `str`. Each function measures the string first, so every limit
+ * is relative to its NUL; lengths are 32-bit (strings shorter than 2 GiB). White space is exactly
+ * tab, LF, CR and space (vertical tab and form feed are not); a line end is LF or CR. Only
+ * ozmu_str_move_to_validw accepts a null `str`. */
+
+/* First non-white byte of str; null for a null, empty or all-white string. */
+OZMU_API const char *ozmu_str_move_to_validw(const char *str);
+/* Last byte of the first word (after leading white space), or null. The string's last byte is
+ * never examined, so a word that reaches the end, or is followed only by one white byte ending
+ * the string, has no end: "ab cd" gives the b; "abc", "abc " and " a " give null. A one-byte
+ * string gives itself whatever the byte (" " too), as does a one-byte word ending the string
+ * ("  a" gives the a). Null for an empty or all-white string. */
+OZMU_API const char *ozmu_str_move_to_eow(const char *str);
+/* First non-white byte among all but the last byte of str, or null (always for strings shorter
+ * than 2): "ab" gives str, " a" null. */
+OZMU_API const char *ozmu_str_move_to_nextw(const char *str);
+/* Last byte of the first line end: the LF of a CRLF pair, else the LF or CR itself; the next line
+ * starts one byte after it. The last byte is never examined, and a line end closing the string
+ * (no next line) gives null: "ab\r\ncd" gives the LF, "ab\rcd" the CR, "abc\n" and "ab\r\n" null.
+ */
+OZMU_API const char *ozmu_str_move_to_nextl(const char *str);
+/* Cuts the first field of str at the first `tok`, CR or LF: *len = its length, *next = the byte
+ * after that separator, or null when the separator ends the string. Without a separator the whole
+ * string is the field (*len = strlen(str), *next null). Returns 0, or -1 for an empty string
+ * (*len 0). A NUL tok cuts at line ends only. next may be null, len may not. */
+OZMU_API int ozmu_str_parse_by_ctok(const char *str, char tok, int *len, const char **next);
+/* As ozmu_str_parse_by_ctok with a separator string, tested before the line end at each offset:
+ * *next is the byte after the whole separator, or null when nothing follows. A CR or LF ends the
+ * field too, with *next one byte after it (the CR of a CRLF pair, *next at its LF). Returns 0;
+ * -1 for an empty str, and when neither the separator nor a line end occurs (then *len is 0, not
+ * the length). An empty tok matches at once: *len 0, *next = str. next may be null. */
+OZMU_API int ozmu_str_parse_by_stok(const char *str, const char *tok, int *len, const char **next);
+/* Cuts one line: *len = the bytes before its LF or CRLF, *next = the start of the next line, or
+ * null when the line end closes the string. Returns 0; -1 for an empty string, when the first
+ * line end is a CR not followed by LF (*len 0) and for text without a line end (*len = its
+ * length, *next null). len and next are both required. */
+OZMU_API int ozmu_str_parse_one_line(const char *str, int *len, const char **next);
+/* Placeholder of the interface: returns 0. */
+OZMU_API int ozmu_str_get_one_az09(void);
+
 /* ============================================================================================
  * Text: URI parsing and escaping
  * ========================================================================================== */
+
+/* Splits "scheme://host[:port][/path]" at the start of a request line or header block into four
+ * NUL-terminated copies (the port as text). No buffer size is taken: strlen(uri) + 1 bytes for
+ * each output are always enough (1 for a null uri). All four are emptied and *rest set to null
+ * first; rest may be null. The rules, in order:
+ *  - leading white space (tab, LF, CR, space) is skipped; the scheme runs to "://", or to a line
+ *    end that comes first, and the authority is the text after it, which must not be empty;
+ *  - if the authority has a ':' or line end with at least one byte after it, the host runs to the
+ *    first of them (even past a '/': "h/a:b" gives host "h/a", port "b") and the port from there
+ *    to the next '/', CR or LF; it must not be empty. A line end is taken like the colon, so a
+ *    portless URI followed by more lines fails ("rtsp://h/a\r\nX": empty port) or takes the next
+ *    line as its port ("rtsp://h/a\nX": host "h/a", port "X"): cut the URI's line alone first;
+ *  - otherwise the host runs to the first '/', CR or LF ("host:" keeps its colon), and an
+ *    authority starting with '/' ("file:///x") is all path, line ends and all;
+ *  - the path is the rest of the line after the separator, with a '/' put in front unless it
+ *    starts with one ("h/a/b" gives "/a/b", "h//a" gives "/a"); a lone CR in it leaves it empty.
+ *    *rest points at the next line (see ozmu_str_parse_one_line), or is null.
+ * Returns 0, or -1 for a null or blank uri, no "://" and no line end, nothing after the "://"
+ * (or line end), or an empty port ("h:/x"). On -1 the outputs already filled keep their text
+ * (the scheme; the host when the port is empty).
+ * "rtsp://cam:554/live/ch1\r\nCSeq: 1" gives "rtsp", "cam", "554", "/live/ch1", rest "CSeq: 1". */
+OZMU_API int ozmu_str_parse_uri(const char *uri, char *scheme, char *host, char *port, char *path,
+                                const char **rest);
+/* Escapes text for a URI: copies src to dst with each space replaced by "%20"; every other byte,
+ * reserved or not, is copied as it is. dst needs 3 * strlen(src) + 1 bytes. Returns the length
+ * written, without the NUL. */
+OZMU_API int ozmu_str_conv_a2uri(const char *src, char *dst);
+/* Unescapes: a '%' and the two bytes after it become one byte, 16 * d1 + d2, where a decimal
+ * digit counts its value and any other byte 0. Only decimal digits decode: "%41" gives 'A' but
+ * "%2F" a space and "%ff" a NUL byte inside the output (counted in the length); '+' stays '+'.
+ * Other bytes are copied. dst needs strlen(src) + 1 bytes. Returns the length written, without
+ * the final NUL. Both bytes after a '%' are read even at the end of the text: a '%' as the last
+ * byte reads the NUL and the byte after it, which must be readable (a digit there is decoded). */
+OZMU_API int ozmu_str_conv_uri2a(const char *src, char *dst);
 
 /* ============================================================================================
  * Media identification: FourCC to media type
