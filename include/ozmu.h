@@ -1262,11 +1262,129 @@ OZMU_API int ozmu_str_conv_uri2a(const char *src, char *dst);
 
 /* ============================================================================================
  * Media identification: FourCC to media type
+ *
+ * A FourCC is the integer of its four bytes as they lie in a file, read little-endian: the first
+ * character is the least significant byte ("avc1" is 0x31637661). Comparisons are exact: case
+ * matters and a blank is a character ("aac " is 0x20636161). Audio values below 0x10000 are
+ * WAVE format tags. Every look-up is a pure function of its argument; none fails.
  * ========================================================================================== */
+
+/* The integer of the FourCC c0 c1 c2 c3, e.g. OZMU_FOURCC('a', 'v', 'c', '1'). */
+#define OZMU_FOURCC(c0, c1, c2, c3)                                                                \
+    ((int32_t)((uint32_t)(uint8_t)(c0) | (uint32_t)(uint8_t)(c1) << 8 |                            \
+               (uint32_t)(uint8_t)(c2) << 16 | (uint32_t)(uint8_t)(c3) << 24))
+
+/* Media-type identifiers: video 100..299, audio 300..499, DRM schemes 1100..1299, subtitles
+ * 3000..3199. The last value of each range is that category's "unknown"; values not listed are
+ * unassigned. */
+#define OZMU_MT_UNKNOWN 0 /* no table knows the code (ozmu_fcc2mt only) */
+#define OZMU_MT_MPEG4 102 /* MPEG-4 Part 2 visual, also in its short-header (H.263) form */
+#define OZMU_MT_H263 103
+#define OZMU_MT_H264 104
+#define OZMU_MT_WMV1 105
+#define OZMU_MT_WMV2 106
+#define OZMU_MT_WMV3 107
+#define OZMU_MT_VIDEO_108 108 /* reserved: no FourCC maps to it */
+#define OZMU_MT_VIDEO_109 109 /* reserved: no FourCC maps to it */
+#define OZMU_MT_DIV3 110      /* MS-MPEG4 v3 as "DIV3" */
+#define OZMU_MT_H263_ALT 111  /* second H.263 identifier: no FourCC maps to it */
+#define OZMU_MT_RV10 113
+#define OZMU_MT_RV20 114
+#define OZMU_MT_RV30 115
+#define OZMU_MT_RV40 116
+#define OZMU_MT_MP43 117 /* MS-MPEG4 v3 as "MP43" (no key-frame test: see ozmu_is_vkeyfrm) */
+#define OZMU_MT_VC1 118
+#define OZMU_MT_VP8 119
+#define OZMU_MT_HEVC 120
+#define OZMU_MT_HFYU 122 /* lossless, every frame a key frame */
+#define OZMU_MT_VIDEO_UNKNOWN 299
+#define OZMU_MT_PCM 300
+#define OZMU_MT_ALAW 301
+#define OZMU_MT_MULAW 302
+#define OZMU_MT_MPEG_AUDIO 304 /* MPEG audio layers 1 and 2 */
+#define OZMU_MT_MP3 305
+#define OZMU_MT_AAC 306
+#define OZMU_MT_AC3 307
+#define OZMU_MT_DTS 308
+#define OZMU_MT_AMR_NB 309
+#define OZMU_MT_AMR_WB 310
+#define OZMU_MT_QCELP 311
+#define OZMU_MT_WMA 312          /* WAVE tags 0x0160, 0x0161 */
+#define OZMU_MT_WMA_PRO 313      /* WAVE tag 0x0162 */
+#define OZMU_MT_WMA_LOSSLESS 314 /* WAVE tag 0x0163 */
+#define OZMU_MT_EVRC 321
+#define OZMU_MT_SIPR 331
+#define OZMU_MT_COOK 332
+#define OZMU_MT_AUDIO_UNKNOWN 499
+#define OZMU_MT_DRM_DIVX 1100
+#define OZMU_MT_DRM_UNKNOWN 1299
+#define OZMU_MT_SUB_SRT 3000
+#define OZMU_MT_SUB_TX3G 3006 /* 3GPP timed text */
+#define OZMU_MT_SUB_ASS 3007
+#define OZMU_MT_SUB_SSA 3008
+#define OZMU_MT_SUB_UNKNOWN 3199
+
+/* Video FourCC to its identifier, or OZMU_MT_VIDEO_UNKNOWN. Known codes:
+ *   MPEG4  "MP4V" "mp4v" "XVID" "xvid" "DIVX" "divx" "DX50" "dx50" "FMP4" "DIV4" "div4" "M4S2"
+ *          "m4s2" (note "DIV4"/"div4": MPEG-4, not DIV3)
+ *   H263   "H263" "h263" "d263" "s263"
+ *   H264   "H264" "h264" "x264" "AVC1" "avc1" "avcC"
+ *   HEVC   "HVC1" "hvc1" "hvcC" "H265" "h265" "x265"
+ *   WMV1/2/3 "WMV1".."WMV3" and lower case; DIV3 "DIV3" "div3"; MP43 "MP43" "mp43";
+ *   VC1    "WVC1" "wvc1"
+ *   upper case only: RV10..RV40 "RV10" "RV20" "RV30" "RV40", VP8 "VP80", HFYU "HFYU" */
+OZMU_API int ozmu_fcc2mt_vid(int fcc);
+/* Audio FourCC or WAVE tag to its identifier, or OZMU_MT_AUDIO_UNKNOWN. Tags: 1 PCM, 6 A-law,
+ * 7 mu-law, 0x50 MPEG audio, 0x55 MP3, 0xFF AAC, 0x2000 AC-3, 0x2001 DTS, 0x160 and 0x161 WMA,
+ * 0x162 WMA Pro, 0x163 WMA Lossless. FourCCs: "aac " "mp4a" AAC, "samr" AMR-NB, "sawb" AMR-WB,
+ * "sqcp" "dqcp" QCELP, "evrc", "sipr", "cook". */
+OZMU_API int ozmu_fcc2mt_aud(int fcc);
+/* Subtitle code to its identifier, or OZMU_MT_SUB_UNKNOWN. The codes are the library's own
+ * integers, whose file-order spelling is not the usual one: SRT 0x54525353 ("SSRT"), ASS
+ * 0x53534153 ("SASS"), SSA 0x41535353 ("SSSA"); 3GPP text "TX3G" "tx3g" "SBTL" "sbtl". */
+OZMU_API int ozmu_fcc2mt_sub(int fcc);
+/* "DIVX" or "divx" give OZMU_MT_DRM_DIVX, anything else OZMU_MT_DRM_UNKNOWN. */
+OZMU_API int ozmu_fcc2mt_drm(int fcc);
+/* The video, audio or subtitle identifier of a code (no code is in two of these tables), or
+ * OZMU_MT_UNKNOWN. The DRM table is not consulted: "DIVX" gives OZMU_MT_MPEG4. */
+OZMU_API int ozmu_fcc2mt(int fcc);
 
 /* ============================================================================================
  * Media identification: key frames
  * ========================================================================================== */
+
+/* 1 when `data`, one coded frame (access unit) of `size` bytes of media type `mt`, is a key
+ * frame, else 0. Only a few header bits are looked at; nothing is decoded, kept or written.
+ * Unknown types, frames shorter than the type's minimum and frames without the start code
+ * sought give 0; a null `data` is not checked.
+ *
+ * Start-code scans try each offset i from 0 while size - i is at least the type's minimum; a
+ * shorter frame is not read at all.
+ *   OZMU_MT_H264 (min 4): Annex B byte stream (start codes, not MP4 length prefixes). The first
+ *     00 00 01 followed by a slice NAL unit decides: IDR (type 5) is key, non-IDR (type 1) is
+ *     not; all other NAL units (delimiters, parameter sets, SEI, partitions) are passed over. An
+ *     open-GOP recovery point (I slices in a non-IDR picture) is therefore not key.
+ *   OZMU_MT_HEVC (min 4): Annex B. Only the first NAL unit decides: key when it is IDR_W_RADL or
+ *     IDR_N_LP. A frame that starts with a delimiter, parameter set or SEI gives 0, and so do
+ *     CRA and BLA pictures.
+ *   OZMU_MT_MPEG4 (min 5): the first VOP start code (00 00 01 B6) decides: I-VOP is key. A
+ *     short-header picture start code met first decides as for H.263 (INTRA is key; the fixed
+ *     PTYPE bits wrong gives 0), except that one with the extended picture type is passed over.
+ *   OZMU_MT_H263, OZMU_MT_H263_ALT (min 7): the first picture start code decides: INTRA, or with
+ *     the extended picture type (PLUSPTYPE) an I-picture, is key; wrong fixed PTYPE bits give 0.
+ *   OZMU_MT_WMV1, OZMU_MT_DIV3: key when data[0] < 0x40 (picture type bits 00).
+ *   OZMU_MT_WMV2: key when bit 7 of data[0] is clear.
+ *   OZMU_MT_HFYU: always 1.
+ *   Everything else, including OZMU_MT_WMV3, OZMU_MT_MP43, VC-1, VP8, the RV types, 108, 109
+ *   and every audio or subtitle type: always 0.
+ *
+ * Reads: data[0 .. size-1] and, beyond them,
+ *   - OZMU_MT_H263 and OZMU_MT_H263_ALT: data[size] (the picture type of an extended PTYPE
+ *     with its optional part sits at offset 7 from a start code found 7 bytes before the end);
+ *   - OZMU_MT_WMV1, OZMU_MT_WMV2, OZMU_MT_DIV3: data[0] whatever `size` is, 0 and negative
+ *     included.
+ * One readable byte past every frame (the usual input padding of demultiplexers) covers both. */
+OZMU_API int ozmu_is_vkeyfrm(int mt, const uint8_t *data, int size);
 
 /* ============================================================================================
  * MD5
