@@ -4,7 +4,6 @@
 
 #include "ozmu.h"
 
-using ozmu::metric::satd_tiles;
 namespace native = ozmu::OZMU_NATIVE;
 #if OZMU_HAVE_SSE2
 namespace native_sad_u8 = ozmu::sse2;
@@ -123,12 +122,12 @@ int ozmu_satd4x4_bi_16(const int16_t *, const int16_t *, int, int) OZMU_ALIAS(oz
 
 int ozmu_satd(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a, int stride_b)
 {
-    return satd_tiles(w, h, a, b, stride_a, stride_b, native::satd4x4);
+    return native::satd(w, h, a, b, stride_a, stride_b);
 }
 
 int ozmu_satd_16(int w, int h, const int16_t *a, const int16_t *b, int stride_a, int stride_b)
 {
-    return satd_tiles(w, h, a, b, stride_a, stride_b, native::satd4x4_16);
+    return native::satd_16(w, h, a, b, stride_a, stride_b);
 }
 
 int ozmu_satd8x8(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b)

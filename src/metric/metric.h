@@ -60,6 +60,8 @@
     int satd4x4(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);                   \
     int satd4x4_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);                \
     int satd4x4_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);                \
+    int satd(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);        \
+    int satd_16(int w, int h, const int16_t *a, const int16_t *b, int stride_a, int stride_b);     \
     int satd8x8(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b);                   \
     int satd8x8_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b);                \
     int satd8x8_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b);                \
@@ -98,21 +100,6 @@ constexpr uint32_t abs15(int32_t d)
 {
     const int32_t m = d >> 15;
     return static_cast<uint32_t>(d ^ m) - static_cast<uint32_t>(m);
-}
-
-// SATD of a block in 4x4 tiles; the last tile of a row or column reaches past a size that is not
-// a multiple of 4. Tile(a, b, stride_a, stride_b) is the 4x4 SATD of one tile.
-template <class A, class B, class Tile>
-int satd_tiles(int w, int h, const A *a, const B *b, int stride_a, int stride_b, Tile tile)
-{
-    uint32_t sum = 0;
-    for (int y = 0; y < h; y += 4) {
-        for (int x = 0; x < w; x += 4)
-            sum += static_cast<uint32_t>(tile(a + x, b + x, stride_a, stride_b));
-        a += 4 * static_cast<std::ptrdiff_t>(stride_a);
-        b += 4 * static_cast<std::ptrdiff_t>(stride_b);
-    }
-    return static_cast<int>(sum);
 }
 
 }  // namespace metric

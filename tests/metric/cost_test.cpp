@@ -72,15 +72,14 @@ struct Generic {
     Metric metric;
     GenericCost<A, B> exported, reference, vector;
 };
-// The generic SATD exists only as the exported tiling over the 4x4 kernel.
 const Generic<uint8_t, uint8_t> kGeneric8[] = {
     {"sad", Metric::Sad, ozmu_sad, ozmu::ref::sad, VECTOR_SAD8(sad)},
     {"ssd", Metric::Ssd, ozmu_ssd, ozmu::ref::ssd, VECTOR(ssd)},
-    {"satd", Metric::Satd, ozmu_satd, nullptr, nullptr}};
+    {"satd", Metric::Satd, ozmu_satd, ozmu::ref::satd, VECTOR(satd)}};
 const Generic<int16_t, int16_t> kGeneric16[] = {
     {"sad_16", Metric::Sad, ozmu_sad_16, ozmu::ref::sad_16, VECTOR(sad_16)},
     {"ssd_16", Metric::Ssd, ozmu_ssd_16, ozmu::ref::ssd_16, VECTOR(ssd_16)},
-    {"satd_16", Metric::Satd, ozmu_satd_16, nullptr, nullptr}};
+    {"satd_16", Metric::Satd, ozmu_satd_16, ozmu::ref::satd_16, VECTOR(satd_16)}};
 
 // One trial: guarded inputs (SATD given its whole tiles), the model's value, every version's.
 template <class A, class B>

@@ -16,7 +16,8 @@
 // to 18 bits at 8x8, are transformed in 32-bit lanes.
 //
 // Rows are loaded with post-indexed ld1 (inline asm, for g++ and clang alike): one instruction a
-// row and block. No routine reads outside its block or branches on the data.
+// row and block; the generic SATD loads the rows of several tiles at a column offset from
+// per-row pointers. No routine reads outside its block (or its tiles) or branches on the data.
 #include <arm_neon.h>
 
 #include <cstddef>
@@ -145,29 +146,78 @@ OZMU_INLINE uint32x4_t last_stages(int32x4_t x, int32x4_t y)
 // ---------------------------------------------------------------------------------------------
 // 4x4.
 
-// Halved 4x4 cost of a residual of 8-bit samples (-255 .. 255), rows 0, 1 and 2, 3 a register.
-OZMU_INLINE int cost4x4_narrow(int16x8_t rows01, int16x8_t rows23)
+// The maxima of one 4x4 tile of 8-bit samples (their sum is the halved cost). Row 3 of each
+// block is loaded into the other block's register, so the residual's second half holds r2 and
+// -r3: the first row stage then leaves r0 + r2 beside r1 - r3 and r0 - r2 beside r1 + r3, and
+// one swap of halves lines up the partners of the second stage, where a transpose takes two.
+OZMU_INLINE uint16x8_t maxima4x4_narrow(const uint8_t *a, const uint8_t *b, ptrdiff_t step_a,
+                                        ptrdiff_t step_b)
 {
-    // Rows: r0 +- r2 and r1 +- r3, then (r0 + r2) +- (r1 + r3) and (r0 - r2) +- (r1 - r3).
-    butterfly(rows01, rows23);
-    int16x8_t x = trn1_64(rows01, rows23), y = trn2_64(rows01, rows23);
+    uint8x16_t va, vb;
+    load_s_all(va, a, step_a);
+    load_s_all(vb, b, step_b);
+    load_s_lane1(va, a, step_a);
+    load_s_lane1(vb, b, step_b);
+    load_s_lane2(va, a, step_a);
+    load_s_lane2(vb, b, step_b);
+    load_s_lane3(vb, a, step_a);
+    load_s_lane3(va, b, step_b);
+    int16x8_t x = s16(vsubl_u8(vget_low_u8(va), vget_low_u8(vb)));  // r0, r1
+    int16x8_t y = s16(vsubl_high_u8(va, vb));                       // r2, -r3
+    butterfly(x, y);
+    y = vextq_s16(y, y, 4);
     butterfly(x, y);
     // Columns.
-    return vaddvq_u16(last_stages(x, y));
+    return last_stages(x, y);
 }
 
-// Halved 4x4 cost of a residual of any 16-bit values, rows 0, 1 and 2, 3 a register.
+// The maxima of two side-by-side 4x4 tiles of 8-bit samples, residual row i in r[i] (columns
+// 0-3 the first tile, 4-7 the second): every row stage is between whole registers.
+OZMU_INLINE uint16x8_t maxima4x8_narrow(int16x8_t (&r)[4])
+{
+    butterfly(r[0], r[2]);
+    butterfly(r[1], r[3]);
+    butterfly(r[0], r[1]);
+    butterfly(r[2], r[3]);
+    // A lane sums two maxima of at most 16 x 255.
+    return vaddq_u16(last_stages(r[0], r[1]), last_stages(r[2], r[3]));
+}
+
+// The maxima of a 4x4 tile of any 16-bit residual values (their sum is the halved cost), from
+// its first row stage widened to 32 bits: r0 + r2, r1 + r3, r0 - r2, r1 - r3.
+OZMU_INLINE uint32x4_t maxima4x4_wide(int32x4_t s0, int32x4_t s1, int32x4_t d0, int32x4_t d1)
+{
+    butterfly(s0, s1);
+    butterfly(d0, d1);
+    // Columns.
+    return vaddq_u32(last_stages(s0, s1), last_stages(d0, d1));
+}
+
+// Rows 0, 1 and 2, 3 of one tile a register.
+OZMU_INLINE uint32x4_t maxima4x4_wide(int16x8_t rows01, int16x8_t rows23)
+{
+    return maxima4x4_wide(
+        vaddl_s16(vget_low_s16(rows01), vget_low_s16(rows23)), vaddl_high_s16(rows01, rows23),
+        vsubl_s16(vget_low_s16(rows01), vget_low_s16(rows23)), vsubl_high_s16(rows01, rows23));
+}
+
+// Two side-by-side tiles, residual row i in r[i] (columns 0-3 the first tile, 4-7 the second).
+OZMU_INLINE uint32x4_t maxima4x8_wide(const int16x8_t (&r)[4])
+{
+    const uint32x4_t first = maxima4x4_wide(
+        vaddl_s16(vget_low_s16(r[0]), vget_low_s16(r[2])),
+        vaddl_s16(vget_low_s16(r[1]), vget_low_s16(r[3])),
+        vsubl_s16(vget_low_s16(r[0]), vget_low_s16(r[2])),
+        vsubl_s16(vget_low_s16(r[1]), vget_low_s16(r[3])));
+    const uint32x4_t second =
+        maxima4x4_wide(vaddl_high_s16(r[0], r[2]), vaddl_high_s16(r[1], r[3]),
+                       vsubl_high_s16(r[0], r[2]), vsubl_high_s16(r[1], r[3]));
+    return vaddq_u32(first, second);
+}
+
 OZMU_INLINE int cost4x4_wide(int16x8_t rows01, int16x8_t rows23)
 {
-    // Rows, widening to 32 bits on the way: r0 +- r2, r1 +- r3, then the second row stage.
-    int32x4_t r0 = vaddl_s16(vget_low_s16(rows01), vget_low_s16(rows23));
-    int32x4_t r1 = vaddl_high_s16(rows01, rows23);
-    int32x4_t r2 = vsubl_s16(vget_low_s16(rows01), vget_low_s16(rows23));
-    int32x4_t r3 = vsubl_high_s16(rows01, rows23);
-    butterfly(r0, r1);
-    butterfly(r2, r3);
-    // Columns.
-    return static_cast<int>(vaddvq_u32(vaddq_u32(last_stages(r0, r1), last_stages(r2, r3))));
+    return static_cast<int>(vaddvq_u32(maxima4x4_wide(rows01, rows23)));
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -283,9 +333,7 @@ int hadamard4x4(const int16_t *coef)
 
 int satd4x4(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b)
 {
-    const uint8x16_t va = load_4x4(a, step_u8(stride_a)), vb = load_4x4(b, step_u8(stride_b));
-    return cost4x4_narrow(s16(vsubl_u8(vget_low_u8(va), vget_low_u8(vb))),
-                          s16(vsubl_high_u8(va, vb)));
+    return vaddvq_u16(maxima4x4_narrow(a, b, step_u8(stride_a), step_u8(stride_b)));
 }
 
 int satd4x4_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b)
@@ -303,6 +351,66 @@ int satd4x4_16(const int16_t *a, const int16_t *b, int stride_a, int stride_b)
     load_4x4(a01, a23, a, step_s16(stride_a));
     load_4x4(b01, b23, b, step_s16(stride_b));
     return cost4x4_wide(s16(vsubq_u16(u16(a01), u16(b01))), s16(vsubq_u16(u16(a23), u16(b23))));
+}
+
+// The generic SATD takes four or two side-by-side tiles a step wherever the last of them is part
+// of the tiling (it starts left of w), so a step reads exactly what the single tiles would.
+// Summing maxima instead of halved tile costs changes nothing: every coefficient of a tile has
+// the parity of the sum of its residuals, so each tile's sum of 16 absolute values is even and
+// its half exact.
+int satd(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a, int stride_b)
+{
+    const ptrdiff_t step_a = step_u8(stride_a), step_b = step_u8(stride_b);
+    uint32x4_t sum = vdupq_n_u32(0);
+    for (int y = 0; y < h; y += 4, a += 4 * step_a, b += 4 * step_b) {
+        int x = 0;
+        for (; x + 12 < w; x += 16) {
+            int16x8_t lo[4], hi[4];
+            OZMU_UNROLLED
+            for (int i = 0; i < 4; ++i) {
+                const uint8x16_t va = vld1q_u8(a + i * step_a + x);
+                const uint8x16_t vb = vld1q_u8(b + i * step_b + x);
+                lo[i] = s16(vsubl_u8(vget_low_u8(va), vget_low_u8(vb)));
+                hi[i] = s16(vsubl_high_u8(va, vb));
+            }
+            // A lane sums four maxima of at most 16 x 255.
+            sum = vpadalq_u16(sum, vaddq_u16(maxima4x8_narrow(lo), maxima4x8_narrow(hi)));
+        }
+        for (; x + 4 < w; x += 8) {
+            int16x8_t r[4];
+            OZMU_UNROLLED
+            for (int i = 0; i < 4; ++i)
+                r[i] = s16(vsubl_u8(vld1_u8(a + i * step_a + x), vld1_u8(b + i * step_b + x)));
+            sum = vpadalq_u16(sum, maxima4x8_narrow(r));
+        }
+        if (x < w)
+            sum = vpadalq_u16(sum, maxima4x4_narrow(a + x, b + x, step_a, step_b));
+    }
+    return static_cast<int>(vaddvq_u32(sum));
+}
+
+int satd_16(int w, int h, const int16_t *a, const int16_t *b, int stride_a, int stride_b)
+{
+    const ptrdiff_t rows_a = stride_a, rows_b = stride_b;
+    uint32x4_t sum = vdupq_n_u32(0);
+    for (int y = 0; y < h; y += 4, a += 4 * rows_a, b += 4 * rows_b) {
+        int x = 0;
+        for (; x + 4 < w; x += 8) {
+            int16x8_t r[4];
+            OZMU_UNROLLED
+            for (int i = 0; i < 4; ++i)
+                r[i] = vsubq_s16(vld1q_s16(a + i * rows_a + x), vld1q_s16(b + i * rows_b + x));
+            sum = vaddq_u32(sum, maxima4x8_wide(r));
+        }
+        if (x < w) {
+            uint8x16_t a01, a23, b01, b23;
+            load_4x4(a01, a23, a + x, step_s16(stride_a));
+            load_4x4(b01, b23, b + x, step_s16(stride_b));
+            sum = vaddq_u32(sum, maxima4x4_wide(s16(vsubq_u16(u16(a01), u16(b01))),
+                                                s16(vsubq_u16(u16(a23), u16(b23)))));
+        }
+    }
+    return static_cast<int>(vaddvq_u32(sum));
 }
 
 int satd8x8(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b)
