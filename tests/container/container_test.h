@@ -1,13 +1,12 @@
-// Shared by the container suites: a heap for the creators that refuses its n-th call and tracks
-// the blocks it has handed out, so a test can show that a failed creation leaves nothing
-// allocated; the seed note for failure messages of random sequences.
+// Shared by the container suites: a heap for the creators that refuses its n-th call and counts
+// the blocks still out, so a test can show that a failed creation leaves nothing allocated; the
+// note that names a failing random sequence.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <cstdlib>
-#include <set>
 #include <string>
 
 #include "checkasm.h"
@@ -21,31 +20,20 @@ public:
     // fail_at: the 0-based call that returns null; -1 never fails.
     static container::Heap arm(int fail_at)
     {
-        calls_ = 0;
+        calls_ = live_ = 0;
         fail_at_ = fail_at;
-        live_.clear();
-        return {allocate, release};
+        return {[](size_t size) -> void * {
+                    if (calls_++ == fail_at_)
+                        return nullptr;
+                    ++live_;
+                    return std::malloc(size);
+                },
+                [](void *block) {
+                    --live_;
+                    std::free(block);
+                }};
     }
-    static int calls() { return calls_; }
-    static size_t live_blocks() { return live_.size(); }
-
-private:
-    static void *allocate(size_t size)
-    {
-        if (calls_++ == fail_at_)
-            return nullptr;
-        void *block = std::malloc(size);
-        live_.insert(block);
-        return block;
-    }
-    static void release(void *block)
-    {
-        live_.erase(block);
-        std::free(block);
-    }
-    static inline int calls_ = 0;
-    static inline int fail_at_ = -1;
-    static inline std::set<void *> live_;
+    static inline int calls_ = 0, fail_at_ = -1, live_ = 0;
 };
 
 // Runs create(heap) failing at each allocation in turn until one succeeds; every failure must
@@ -54,22 +42,22 @@ template <class Create, class Destroy>
 int expect_clean_failures(Create &&create, Destroy &&destroy)
 {
     for (int fail_at = 0; fail_at < 1000; ++fail_at) {
-        auto *made = create(FailingHeap::arm(fail_at));
-        if (made) {
-            const int calls = FailingHeap::calls();
+        if (auto *made = create(FailingHeap::arm(fail_at))) {
+            const int calls = FailingHeap::calls_;
             destroy(made);
             return calls;
         }
-        EXPECT_EQ(FailingHeap::live_blocks(), 0u) << "failing allocation " << fail_at;
+        EXPECT_EQ(FailingHeap::live_, 0) << "failing allocation " << fail_at;
     }
     ADD_FAILURE() << "never succeeded";
     return -1;
 }
 
-inline std::string seed_note()
+// Enough to replay a failing random sequence: OZMU_TEST_SEED and the round.
+inline std::string round_note(int round)
 {
-    char note[40];
-    std::snprintf(note, sizeof note, " (seed 0x%llx)",
+    char note[64];
+    std::snprintf(note, sizeof note, "round %d, seed 0x%llx", round,
                   static_cast<unsigned long long>(test_seed()));
     return note;
 }
