@@ -13,32 +13,17 @@
 #include <type_traits>
 #include <vector>
 
+#include "block_frames.h"
 #include "icount.h"
 #include "metric/metric.h"
 
 namespace {
 
-constexpr int kW = 1920, kH = 1080, kStride = kW;
-constexpr ptrdiff_t kShift = 2 * kStride + 3;
+using namespace ozmu::icount;
 
-// Two 8-bit and two 16-bit frames (the first and the second operand), with a few spare rows
-// below for the shifted operand, and the difference frames the NEON and the reference write.
-struct Frames {
-    static constexpr size_t kSize = size_t{kStride} * (kH + 4);
-    std::vector<uint8_t> u8[2] = {std::vector<uint8_t>(kSize), std::vector<uint8_t>(kSize)};
-    std::vector<int16_t> s16[2] = {std::vector<int16_t>(kSize), std::vector<int16_t>(kSize)};
+// The operands, and the difference frames the NEON and the reference write.
+struct Frames : BlockFrames {
     std::vector<int16_t> out[2] = {std::vector<int16_t>(kSize), std::vector<int16_t>(kSize)};
-
-    Frames()
-    {
-        uint32_t state = 12345;
-        for (int f = 0; f < 2; ++f)
-            for (size_t i = 0; i < kSize; ++i) {
-                state = state * 1103515245u + 12345u;
-                u8[f][i] = static_cast<uint8_t>(state >> 24);
-                s16[f][i] = static_cast<int16_t>((state >> 8) & 0x3FF);  // 10-bit content
-            }
-    }
 };
 
 // The four kernel shapes, and an empty kernel of each.

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "block_frames.h"
 #include "icount.h"
 #include "metric/metric.h"
 #include "ozmu.h"
@@ -22,27 +23,8 @@
 
 namespace {
 
-constexpr int kW = 1920, kH = 1080, kStride = kW;
-constexpr ptrdiff_t kShift = 2 * kStride + 3;
-
-// Two 8-bit and two 16-bit frames (the first and the second operand), with a few spare rows
-// below for the shifted operand.
-struct Frames {
-    static constexpr size_t kSize = size_t{kStride} * (kH + 4);
-    std::vector<uint8_t> u8[2] = {std::vector<uint8_t>(kSize), std::vector<uint8_t>(kSize)};
-    std::vector<int16_t> s16[2] = {std::vector<int16_t>(kSize), std::vector<int16_t>(kSize)};
-
-    Frames()
-    {
-        uint32_t state = 12345;
-        for (int f = 0; f < 2; ++f)
-            for (size_t i = 0; i < kSize; ++i) {
-                state = state * 1103515245u + 12345u;
-                u8[f][i] = static_cast<uint8_t>(state >> 24);
-                s16[f][i] = static_cast<int16_t>((state >> 8) & 0x3FF);  // 10-bit content
-            }
-    }
-};
+using namespace ozmu::icount;
+using Frames = BlockFrames;
 
 using Transform = int (*)(const int16_t *);
 template <class A, class B>
