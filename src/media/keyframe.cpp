@@ -86,14 +86,20 @@ int h263(const uint8_t *d, int size)
     return 0;
 }
 
-int h264(const uint8_t *d, int size)
+// The first 00 00 01 start code at p or later with its NAL header byte in the frame, or -1.
+int next_start_code(const uint8_t *d, int p, int size)
 {
     if (size < 4)
-        return 0;
-    const int last = size - 4;
-    for (int p = 0; (p = next_zero_pair(d, p, last, size)) >= 0; p = after(d, p)) {
-        if (d[p + 2] != 1)
-            continue;
+        return -1;
+    for (; (p = next_zero_pair(d, p, size - 4, size)) >= 0; p = after(d, p))
+        if (d[p + 2] == 1)
+            return p;
+    return -1;
+}
+
+int h264(const uint8_t *d, int size)
+{
+    for (int p = 0; (p = next_start_code(d, p, size)) >= 0; p = after(d, p)) {
         const int type = d[p + 3] & 0x1F;
         if (type == 1)
             return 0;
@@ -105,16 +111,11 @@ int h264(const uint8_t *d, int size)
 
 int hevc(const uint8_t *d, int size)
 {
-    if (size < 4)
+    const int p = next_start_code(d, 0, size);
+    if (p < 0)
         return 0;
-    const int last = size - 4;
-    for (int p = 0; (p = next_zero_pair(d, p, last, size)) >= 0; p = after(d, p)) {
-        if (d[p + 2] != 1)
-            continue;
-        const int type = (d[p + 3] >> 1) & 0x3F;
-        return type == 19 || type == 20;  // IDR_W_RADL, IDR_N_LP
-    }
-    return 0;
+    const int type = (d[p + 3] >> 1) & 0x3F;
+    return type == 19 || type == 20;  // IDR_W_RADL, IDR_N_LP
 }
 
 }  // namespace
