@@ -1,8 +1,6 @@
-// The 4:4:4 to RGBA conversion against an independent implementation: FFmpeg's scaler (swscale)
-// converted the committed pictures in tests/data/csc as full-range BT.601 with its most exact
-// rounding (make_pictures.sh there). Agreement within one code value on every channel of
-// every picture pins the matrix, the range and the channel order at once: BT.709 weights, a
-// limited-range luma gain or swapped channels all miss by tens of code values.
+// 4:4:4 to RGBA against FFmpeg's swscale (full-range BT.601, exact rounding) on the pictures in
+// tests/data/csc (make_pictures.sh there). Agreement within one code value pins matrix, range and
+// channel order at once: BT.709 weights, limited-range gain or swapped channels miss by tens.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -19,17 +17,11 @@
 
 namespace {
 
-// Tolerance, per channel: the kernel's 8.8 chroma weights (359, 88, 183, 454 / 256) are within
-// 0.0015 of the BT.601 ones (1.402, 0.344136, 0.714136, 1.772), so with |u|, |v| <= 128 its
-// unrounded value lies within 0.19 of the exact one (B, the worst, 0.0014 * 128). It rounds
-// to nearest (+128 before >> 8), as swscale with accurate_rnd does from its own, finer
-// coefficients (measured within 0.51 of exact). |ours - swscale| <= 0.5 + 0.19 + 0.51 < 2, and
-// both are integers: at most 1. The same file's generator checks known colours, and over all
-// 2^24 (Y, U, V) this swscale differs from the kernel by 1 on 0.6 % of R, 4.1 % of G and 4.2 %
-// of B values and never by more.
+// Per channel: the 8.8 chroma weights are within 0.0015 of BT.601's, so the unrounded value is
+// within 0.19 of exact; both sides round (swscale within 0.51), so integers differ by at most 1.
+// Over all 2^24 inputs swscale differs by 1 on 0.6 % of R and ~4 % of G and B, never more.
 constexpr int kTolerance = 1;
-// Mean absolute difference per channel: at most 0.04 over all inputs and 0.09 on these
-// pictures; truncating the chroma term instead of rounding it gives 0.3 to 0.6.
+// Mean per channel: 0.09 on these pictures; truncating the chroma term gives 0.3 to 0.6.
 constexpr double kMeanTolerance = 0.2;
 
 struct Picture {
@@ -45,9 +37,9 @@ std::string data_path(const std::string &file)
     return std::string(OZMU_TEST_DATA_DIR) + "/csc/" + file;
 }
 
-std::vector<uint8_t> read_file(const std::string &path)
+std::vector<uint8_t> read_file(const std::string &file)
 {
-    std::ifstream in(path, std::ios::binary);
+    std::ifstream in(data_path(file), std::ios::binary);
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
@@ -65,8 +57,7 @@ std::vector<Picture> load_pictures()
         std::istringstream fields(line);
         std::getline(fields, p.name, '\t');
         fields >> p.width >> p.height;
-        p.yuv = read_file(data_path(p.name + ".yuv"));
-        p.rgba = read_file(data_path(p.name + ".rgba"));
+        p.yuv = read_file(p.name + ".yuv"), p.rgba = read_file(p.name + ".rgba");
         pictures.push_back(std::move(p));
     }
     return pictures;

@@ -1,8 +1,6 @@
-// Portable conversion kernels against per-pixel references written here from the formulas.
-// Every slot (dst[k], src[k]) gets a buffer of its own with canaries around it and between rows,
-// its own stride (wider than the row, sometimes negative, odd for 16-bit planes to check the
-// truncation), so a write through the wrong slot, stride or pixel spacing, or past a row's end,
-// shows as a changed byte.
+// Portable conversion kernels against per-pixel references written here from the formulas. Each
+// slot (dst[k], src[k]) has its own canaried buffer and stride (wide, sometimes negative, odd for
+// 16-bit planes), so a write through the wrong slot, stride or spacing, or past a row, shows.
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -278,14 +276,11 @@ TEST_P(PortableKernel, MatchesTheFormulaAndWritesNothingElse)
     }
 }
 
-std::string case_name(const ::testing::TestParamInfo<Case> &param)
-{
+INSTANTIATE_TEST_SUITE_P(Csc, PortableKernel, ::testing::ValuesIn(kCases), [](const auto &param) {
     std::string name = param.param.name;
     std::replace_if(name.begin(), name.end(), [](char ch) { return !std::isalnum(ch); }, '_');
     return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Csc, PortableKernel, ::testing::ValuesIn(kCases), case_name);
+});
 
 // One pixel through a kernel; out -1: the slot keeps its canary.
 struct Example {

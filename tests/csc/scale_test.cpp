@@ -1,7 +1,6 @@
-// Scaling conversions: every kernel (exported, and for the vectorised ones both the portable
-// reference and, on AArch64, the NEON code) against a per-pixel model written here from the
-// sampling and colour formulas, on pictures with canary margins, odd and negative strides, decoy
-// dst[] slots, and planes flush against inaccessible pages.
+// Scaling conversions (exported, portable reference and NEON) against a per-pixel model of the
+// sampling and colour formulas: canary margins, odd and negative strides, decoy dst[] slots,
+// sources flush against inaccessible pages.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -23,7 +22,6 @@ using namespace ozmu::test;
 
 // ---- The model -------------------------------------------------------------------------------
 
-using ozmu::csc_test::Axis;
 const auto model_axis = ozmu::csc_test::bilinear_axis;
 
 struct Geometry {
@@ -190,12 +188,13 @@ void check(const Member &m, const Picture &pic, const Geometry &g, Rng &rng, boo
             }
             fn(src, g.src_w, g.src_h, src_stride, 0, dst, g.dst_w, g.dst_h, dst_stride,
                layout.dst_cs);
-            ASSERT_TRUE(same_planes(expected, result))
-                << m.name << " " << impl << " dst_cs " << layout.dst_cs << ", " << g.src_w << "x"
-                << g.src_h << " -> " << g.dst_w << "x" << g.dst_h << (negative ? " upward" : "");
-            ASSERT_TRUE(same_planes(expected_alpha, result_alpha)) << m.name << " " << impl;
-            ASSERT_TRUE(ozmu::csc_test::all_equal(decoy, 0x5A))
-                << m.name << " " << impl << " wrote through an unselected dst[] slot";
+            SCOPED_TRACE(::testing::Message()
+                         << m.name << " " << impl << " dst_cs " << layout.dst_cs << ", " << g.src_w
+                         << "x" << g.src_h << " -> " << g.dst_w << "x" << g.dst_h
+                         << (negative ? " upward" : ""));
+            ASSERT_TRUE(same_planes(expected, result));
+            ASSERT_TRUE(same_planes(expected_alpha, result_alpha));
+            ASSERT_TRUE(ozmu::csc_test::all_equal(decoy, 0x5A)) << "unselected dst[] slot written";
         }
     }
 }

@@ -1,7 +1,6 @@
 // The six vectorised conversions to interleaved RGB: the exported kernel against a per-pixel
-// model written here from the formulas and the addressing rules (start slot by dst_cs, rows by
-// dst_stride[0], every source plane by src_stride[0]), then, where NEON exists, the NEON code
-// against the library's reference, byte for byte, with canary margins and guard pages.
+// model (start slot by dst_cs, rows by dst_stride[0], every source plane by src_stride[0]), and
+// where NEON exists the NEON code against the reference, byte for byte, margins and guard pages.
 #include <algorithm>
 #include <array>
 #include <climits>
