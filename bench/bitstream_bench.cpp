@@ -169,9 +169,7 @@ Stream make_stream(int workload)
             v = (1u << k) - 1 + static_cast<uint32_t>(rng() & ((1u << k) - 1));
             break;
         }
-        case kUeUniform16:
-            v = static_cast<uint32_t>(rng() % 65535);
-            break;
+        case kUeUniform16: v = static_cast<uint32_t>(rng() % 65535); break;
         case kFixedMixed:
             s.widths[i] = static_cast<uint8_t>(1 + rng() % 16);
             v = static_cast<uint32_t>(rng()) & ((1u << s.widths[i]) - 1);
@@ -253,7 +251,8 @@ void compare(benchmark::State &state, Ours ours, Bitwise bitwise)
 
 // Sums every value read from the stream by our reader and by the bit-at-a-time one.
 template <class OurRead, class BitwiseRead>
-void compare_reads(benchmark::State &state, int workload, OurRead our_read, BitwiseRead bitwise_read)
+void compare_reads(benchmark::State &state, int workload, OurRead our_read,
+                   BitwiseRead bitwise_read)
 {
     Stream &s = stream(workload);
     compare(

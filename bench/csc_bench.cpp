@@ -180,14 +180,14 @@ void BM_yuv444_to_rgba8888(benchmark::State &state)
     static const Yuv444 src;
     Rgba ours(kSrcW, kSrcH), ref(kSrcW, kSrcH);
     std::vector<Peer> peers;
-    peers.push_back({"ref", [&] { run_csc(ozmu::ref::yuv444_to_rgba8888, src, kSrcW, kSrcH, ref); },
-                     &ref});
+    peers.push_back(
+        {"ref", [&] { run_csc(ozmu::ref::yuv444_to_rgba8888, src, kSrcW, kSrcH, ref); }, &ref});
 #ifdef OZMU_BENCH_HAVE_LIBYUV
     Rgba yuv(kSrcW, kSrcH);
     peers.push_back({"libyuv",
                      [&] {
-                         libyuv::J444ToABGR(src.y.data, kSrcW, src.u.data, kSrcW, src.v.data,
-                                            kSrcW, yuv.buf.data, yuv.stride(), kSrcW, kSrcH);
+                         libyuv::J444ToABGR(src.y.data, kSrcW, src.u.data, kSrcW, src.v.data, kSrcW,
+                                            yuv.buf.data, yuv.stride(), kSrcW, kSrcH);
                      },
                      &yuv});
 #endif
@@ -197,8 +197,9 @@ void BM_yuv444_to_rgba8888(benchmark::State &state)
             SWS_BILINEAR | SWS_FULL_CHR_H_INT);
     peers.push_back(swscale_yuv444_peer(sws, src, sws_out));
 #endif
-    compare(state, int64_t{kSrcW} * kSrcH,
-            [&] { run_csc(ozmu_csc_yuv444_to_rgba8888, src, kSrcW, kSrcH, ours); }, ours, peers);
+    compare(
+        state, int64_t{kSrcW} * kSrcH,
+        [&] { run_csc(ozmu_csc_yuv444_to_rgba8888, src, kSrcW, kSrcH, ours); }, ours, peers);
 }
 
 void BM_rsz_yuv444_to_rgba8888(benchmark::State &state)
@@ -212,11 +213,10 @@ void BM_rsz_yuv444_to_rgba8888(benchmark::State &state)
     Rgba full(kSrcW, kSrcH), yuv(kDstW, kDstH);
     peers.push_back({"libyuv",
                      [&] {
-                         libyuv::J444ToABGR(src.y.data, kSrcW, src.u.data, kSrcW, src.v.data,
-                                            kSrcW, full.buf.data, full.stride(), kSrcW, kSrcH);
-                         libyuv::ARGBScale(full.buf.data, full.stride(), kSrcW, kSrcH,
-                                           yuv.buf.data, yuv.stride(), kDstW, kDstH,
-                                           libyuv::kFilterBilinear);
+                         libyuv::J444ToABGR(src.y.data, kSrcW, src.u.data, kSrcW, src.v.data, kSrcW,
+                                            full.buf.data, full.stride(), kSrcW, kSrcH);
+                         libyuv::ARGBScale(full.buf.data, full.stride(), kSrcW, kSrcH, yuv.buf.data,
+                                           yuv.stride(), kDstW, kDstH, libyuv::kFilterBilinear);
                      },
                      &yuv});
 #endif
@@ -226,9 +226,9 @@ void BM_rsz_yuv444_to_rgba8888(benchmark::State &state)
             SWS_BILINEAR | SWS_FULL_CHR_H_INT);
     peers.push_back(swscale_yuv444_peer(sws, src, sws_out));
 #endif
-    compare(state, int64_t{kDstW} * kDstH,
-            [&] { run_csc(ozmu_csc_rsz_yuv444_to_rgba8888, src, kSrcW, kSrcH, ours); }, ours,
-            peers);
+    compare(
+        state, int64_t{kDstW} * kDstH,
+        [&] { run_csc(ozmu_csc_rsz_yuv444_to_rgba8888, src, kSrcW, kSrcH, ours); }, ours, peers);
 }
 
 // Whole-picture RGBA resizer (layout 29, mode 10) from 1080p to dst's size, writing into dst.
@@ -275,9 +275,8 @@ void BM_irsz_rgba8888(benchmark::State &state)
     Rgba yuv(kDstW, kDstH);
     peers.push_back({"libyuv",
                      [&] {
-                         libyuv::ARGBScale(src.buf.data, src.stride(), kSrcW, kSrcH,
-                                           yuv.buf.data, yuv.stride(), kDstW, kDstH,
-                                           libyuv::kFilterBilinear);
+                         libyuv::ARGBScale(src.buf.data, src.stride(), kSrcW, kSrcH, yuv.buf.data,
+                                           yuv.stride(), kDstW, kDstH, libyuv::kFilterBilinear);
                      },
                      &yuv});
 #endif
@@ -294,8 +293,9 @@ void BM_irsz_rgba8888(benchmark::State &state)
                      },
                      &sws_out});
 #endif
-    compare(state, int64_t{kDstW} * kDstH, [&] { ozmu_irsz(handle, src.buf.data, 0, kSrcH); },
-            ours, peers);
+    compare(
+        state, int64_t{kDstW} * kDstH, [&] { ozmu_irsz(handle, src.buf.data, 0, kSrcH); }, ours,
+        peers);
     ozmu_irsz_delete(handle);
     ozmu_irsz_delete(ref_handle);
 }

@@ -102,8 +102,8 @@ void BM_md5_imgb(benchmark::State &state)
 {
     const uint32_t pad[3] = {OZMU_HV(32, 32), OZMU_HV(16, 16), OZMU_HV(16, 16)};
     int err = 0;
-    ozmu_imgb *img = ozmu_imgb_create(1920, 1080, OZMU_CS_YUV420, 0, nullptr, pad, nullptr, nullptr,
-                                      &err);
+    ozmu_imgb *img =
+        ozmu_imgb_create(1920, 1080, OZMU_CS_YUV420, 0, nullptr, pad, nullptr, nullptr, &err);
     if (!img) {
         state.SkipWithError("ozmu_imgb_create failed");
         return;

@@ -58,8 +58,9 @@ void BM_keyframe_h264_per_au(benchmark::State &state)
             keys += detect(OZMU_MT_H264, s.bytes.data() + offset, size);
         return keys;
     };
-    compare(state, s.bytes.size() - 1, s.units.size(), [&] { return run(ozmu_is_vkeyfrm); },
-            [&] { return run(ozmu::ref::is_vkeyfrm); });
+    compare(
+        state, s.bytes.size() - 1, s.units.size(), [&] { return run(ozmu_is_vkeyfrm); },
+        [&] { return run(ozmu::ref::is_vkeyfrm); });
 }
 
 void BM_keyframe_h264_no_slices(benchmark::State &state)
@@ -71,8 +72,9 @@ void BM_keyframe_h264_no_slices(benchmark::State &state)
     }
     const std::vector<uint8_t> bytes = ozmu::bench::without_slices(s);
     const int size = int(bytes.size() - 1);
-    compare(state, size_t(size), 1, [&] { return ozmu_is_vkeyfrm(OZMU_MT_H264, bytes.data(), size); },
-            [&] { return ozmu::ref::is_vkeyfrm(OZMU_MT_H264, bytes.data(), size); });
+    compare(
+        state, size_t(size), 1, [&] { return ozmu_is_vkeyfrm(OZMU_MT_H264, bytes.data(), size); },
+        [&] { return ozmu::ref::is_vkeyfrm(OZMU_MT_H264, bytes.data(), size); });
 }
 
 }  // namespace

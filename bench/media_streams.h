@@ -45,8 +45,10 @@ inline const Stream &h264_stream()
                 at = 0;
             }
             if (ozmu_fcc2mt_vid(OZMU_FOURCC(fourcc[0], fourcc[1], fourcc[2], fourcc[3])) ==
-                    OZMU_MT_H264 && at + size <= contents.size())
-                packets.emplace_back(contents.begin() + long(at), contents.begin() + long(at + size));
+                    OZMU_MT_H264 &&
+                at + size <= contents.size())
+                packets.emplace_back(contents.begin() + long(at),
+                                     contents.begin() + long(at + size));
             at += size;
         }
         Stream s;

@@ -56,8 +56,9 @@ void BM_mset_x64a(benchmark::State &state)
 {
     const int64_t n = int64_t{kWidth} * kHeight;
     Buffer dst(n);
-    compare(state, n, [&] { ozmu_mset_x64a(dst.data, 0x80, n); },
-            [&] { std::memset(dst.data, 0x80, n); });
+    compare(
+        state, n, [&] { ozmu_mset_x64a(dst.data, 0x80, n); },
+        [&] { std::memset(dst.data, 0x80, n); });
 }
 
 // Sizes are whole steps of every fill, so glibc writes exactly the same bytes.
@@ -66,7 +67,8 @@ void BM_fill(benchmark::State &state)
 {
     const int n = kWidth * kHeight;
     Buffer dst(n);
-    compare(state, n, [&] { Fill(dst.data, n); }, [&] { std::memset(dst.data, 0x80, n); });
+    compare(
+        state, n, [&] { Fill(dst.data, n); }, [&] { std::memset(dst.data, 0x80, n); });
 }
 void set_x128(uint8_t *d, int n) { ozmu_mset_x128(d, 0x80, n); }
 void set_x64(uint8_t *d, int n) { ozmu_mset_x64(d, 0x80, n); }
@@ -78,8 +80,9 @@ void BM_mset16(benchmark::State &state)
 {
     const int n = kWidth * kHeight;
     Buffer dst(2 * size_t{n});
-    compare(state, 2 * size_t{n}, [&] { ozmu_mset16(dst.data, 0x8080, n); },
-            [&] { std::memset(dst.data, 0x80, 2 * size_t{n}); });
+    compare(
+        state, 2 * size_t{n}, [&] { ozmu_mset16(dst.data, 0x8080, n); },
+        [&] { std::memset(dst.data, 0x80, 2 * size_t{n}); });
 }
 
 // Picture copy of width x height samples between planes of the given stride (in samples).

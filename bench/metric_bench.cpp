@@ -32,8 +32,8 @@ constexpr int kMotionX = 3, kMotionY = -2;
 // Two 8-bit and two 16-bit (10-bit content) frames with margins, and a residual frame.
 struct Frames {
     Frames()
-        : a8(size_t(kStride) * (kH + 2 * kMargin)), b8(a8.size()), a16(a8.size()),
-          b16(a8.size()), out(a8.size())
+        : a8(size_t(kStride) * (kH + 2 * kMargin)), b8(a8.size()), a16(a8.size()), b16(a8.size()),
+          out(a8.size())
     {
         uint32_t seed = 0x2545F491u;
         for (size_t i = 0; i < a8.size(); ++i) {
@@ -75,7 +75,7 @@ int call(Frames &f, size_t at)
         Fn(&f.a8[at], &f.b8[moved], kStride, kStride, kStride, &f.out[at]);
         return f.out[at];
     } else if constexpr (std::is_invocable_v<F, const int16_t *, const uint8_t *, int, int, int,
-                                                  int16_t *>) {
+                                             int16_t *>) {
         Fn(&f.a16[at], &f.b8[moved], kStride, kStride, kStride, &f.out[at]);
         return f.out[at];
     } else {
@@ -161,7 +161,8 @@ void BM_kernel(benchmark::State &state, int w, int h)
         if ((Ours == &ozmu_sad8x8 || Ours == &ozmu_sad16x16))
             peers.push_back(avutil_sad_peer(w == 8 ? 3 : 4));
 #endif
-    compare(state, w, h, [w, h] { return over_frame<Ours>(w, h); }, peers);
+    compare(
+        state, w, h, [w, h] { return over_frame<Ours>(w, h); }, peers);
 }
 
 template <auto Ours, auto Ref>

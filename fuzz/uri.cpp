@@ -21,8 +21,8 @@ void split(const char *uri, size_t n)
     for (auto &o : out)
         o.reset(new char[n + 1]);
     const char *rest = uri;
-    const int r = ozmu_str_parse_uri(uri, out[0].get(), out[1].get(), out[2].get(), out[3].get(),
-                                     &rest);
+    const int r =
+        ozmu_str_parse_uri(uri, out[0].get(), out[1].get(), out[2].get(), out[3].get(), &rest);
     check(r == 0 || r == -1);
     for (auto &o : out)
         check(std::strlen(o.get()) + 1 <= (n ? n : 1));

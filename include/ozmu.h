@@ -26,12 +26,12 @@ extern "C" {
  * Return codes
  * ========================================================================================== */
 #define OZMU_OK 0
-#define OZMU_ERR_FAIL (-1)            /* low-level failure: callbacks, sysfs read, abandon value */
-#define OZMU_ERR_FAIL_SUFFIX (-2)     /* bit reader: refill failed inside an Exp-Golomb suffix */
-#define OZMU_ERR_MALLOC (-102)        /* memory could not be obtained, or what is held is too small */
-#define OZMU_ERR_INVALID_ARG (-105)   /* null object, missing callback, empty data */
-#define OZMU_ERR_ALLOC_FRAME (-203)   /* frame or sample payload allocation returned null */
-#define OZMU_ERR_ALLOC_BUF (-204)     /* bitstream buffer allocation returned null */
+#define OZMU_ERR_FAIL (-1)          /* low-level failure: callbacks, sysfs read, abandon value */
+#define OZMU_ERR_FAIL_SUFFIX (-2)   /* bit reader: refill failed inside an Exp-Golomb suffix */
+#define OZMU_ERR_MALLOC (-102)      /* memory could not be obtained, or what is held is too small */
+#define OZMU_ERR_INVALID_ARG (-105) /* null object, missing callback, empty data */
+#define OZMU_ERR_ALLOC_FRAME (-203) /* frame or sample payload allocation returned null */
+#define OZMU_ERR_ALLOC_BUF (-204)   /* bitstream buffer allocation returned null */
 #define OZMU_ERR_UNSUPPORTED_CS (-211) /* colour format unknown or not handled by the operation */
 
 /* ============================================================================================
@@ -70,7 +70,7 @@ typedef void (*ozmu_fn_free)(void *base, uint64_t aux);
  * Free only with ozmu_mfree_align32. The _fast_ names are the same entry points. */
 OZMU_API void *ozmu_malloc_align32(uint32_t size);
 OZMU_API void *ozmu_malloc_fast_align32(uint32_t size);
-OZMU_API void ozmu_mfree_align32(void *ptr);      /* null is ignored */
+OZMU_API void ozmu_mfree_align32(void *ptr); /* null is ignored */
 OZMU_API void ozmu_mfree_fast_align32(void *ptr);
 
 /* Acquire/release atomic increment and decrement; return the new value (no clamping). */
@@ -178,7 +178,7 @@ OZMU_API int ozmu_get_mac_addr(int index, uint8_t addr[8]);
 
 /* Alignment and padding words: one per plane, high 16 bits horizontal (samples), low 16 bits
  * vertical (rows). Alignments are powers of two. */
-#define OZMU_HV(h, v) ((((uint32_t)(h)) << 16) | ((uint32_t)(v) & 0xFFFFu))
+#define OZMU_HV(h, v) ((((uint32_t)(h)) << 16) | ((uint32_t)(v)&0xFFFFu))
 
 /* Plane counts and sizes. On entry w[0], h[0] hold the picture size; fills the further planes'
  * sizes, *planes and elem[] (high half bytes per sample, low half 1). Planar formats and 400. */
@@ -201,29 +201,30 @@ OZMU_API int ozmu_imgb_get_info(int cs, int width, int height, const uint32_t *a
  * null object; the release that reaches 0 frees the payload and the record. */
 #define OZMU_COUNTED_HEADER(type)                                                                  \
     int refcnt;                                                                                    \
-    int (*addref)(type *obj);                                                                      \
-    int (*getref)(type *obj);                                                                      \
-    int (*release)(type *obj)
+    int (*addref)(type * obj);                                                                     \
+    int (*getref)(type * obj);                                                                     \
+    int (*release)(type * obj)
 
 struct ozmu_imgb {
     OZMU_COUNTED_HEADER(ozmu_imgb);
-    int width, height;        /* picture size as created */
-    int x, y;                 /* picture origin, set by the caller (image digest only) */
-    int cs;                   /* colour format */
-    int stride[4];            /* bytes from row to row, padding included */
-    int rows[4];              /* rows per plane, aligned height plus both vertical borders */
-    void *plane[4];           /* first visible sample of each plane */
-    uint64_t plane_aux[4];    /* second address of each plane (see ozmu_imgb_create) */
-    int32_t reserved[8];      /* zeroed at creation, otherwise untouched */
+    int width, height;     /* picture size as created */
+    int x, y;              /* picture origin, set by the caller (image digest only) */
+    int cs;                /* colour format */
+    int stride[4];         /* bytes from row to row, padding included */
+    int rows[4];           /* rows per plane, aligned height plus both vertical borders */
+    void *plane[4];        /* first visible sample of each plane */
+    uint64_t plane_aux[4]; /* second address of each plane (see ozmu_imgb_create) */
+    int32_t reserved[8];   /* zeroed at creation, otherwise untouched */
     int aligned_width, aligned_height; /* plane 0, without padding */
     ozmu_fn_alloc frame_alloc;
     ozmu_fn_free frame_free;
-    void *frame_base[4];      /* start of each plane's memory (top-left corner of its border) */
-    uint64_t frame_aux[4];    /* auxiliary value of each plane's start */
-    uint32_t frame_size;      /* total bytes of the frame */
+    void *frame_base[4];   /* start of each plane's memory (top-left corner of its border) */
+    uint64_t frame_aux[4]; /* auxiliary value of each plane's start */
+    uint32_t frame_size;   /* total bytes of the frame */
 };
 
-#define OZMU_IMGB_OPT_CLEAR_ALIGN 1 /* zero the columns and rows between visible and aligned size */
+#define OZMU_IMGB_OPT_CLEAR_ALIGN 1 /* zero the columns and rows between visible and aligned size  \
+                                     */
 #define OZMU_IMGB_OPT_CLEAR_PAD 2   /* zero the padding border of every plane */
 
 /* Creates an image of one allocation, planes in order, each with its alignment and a border of
@@ -272,15 +273,15 @@ OZMU_API void ozmu_imgb_expand_ver_16(const uint16_t *src, uint16_t *dst, int ro
 
 struct ozmu_audb {
     OZMU_COUNTED_HEADER(ozmu_audb);
-    int num[8];           /* samples per buffer */
-    int size[8];          /* bytes per buffer */
+    int num[8];  /* samples per buffer */
+    int size[8]; /* bytes per buffer */
     void *buf[8];
     uint64_t buf_aux[8];
     int channels;
-    int bits;             /* bits per sample */
-    int32_t rate;         /* caller's value, not read */
-    int interleaved;      /* 1: all channels in buf[0] */
-    int layout;           /* 1..99: interleaved */
+    int bits;        /* bits per sample */
+    int32_t rate;    /* caller's value, not read */
+    int interleaved; /* 1: all channels in buf[0] */
+    int layout;      /* 1..99: interleaved */
     ozmu_fn_alloc buf_alloc;
     ozmu_fn_free buf_free;
 };
@@ -289,21 +290,21 @@ struct ozmu_bitb {
     OZMU_COUNTED_HEADER(ozmu_bitb);
     void *buf;
     uint64_t buf_aux;
-    int bsize;            /* second creation argument */
-    int32_t reserved[9];  /* cleared at creation */
+    int bsize;           /* second creation argument */
+    int32_t reserved[9]; /* cleared at creation */
     ozmu_fn_alloc buf_alloc;
     ozmu_fn_free buf_free;
 };
 
 struct ozmu_mfal {
     OZMU_COUNTED_HEADER(ozmu_mfal);
-    uint64_t user[28];    /* zeroed area for the caller */
+    uint64_t user[28]; /* zeroed area for the caller */
 };
 
 struct ozmu_vdata {
     uint32_t tag;
     int size;
-    void *data;           /* owned copy: size bytes and two zero bytes */
+    void *data; /* owned copy: size bytes and two zero bytes */
 };
 
 /* Audio buffer: layout outside 1..99 gives one buffer per channel (at most 8) of
@@ -345,8 +346,8 @@ typedef int (*ozmu_bsr_flush_fn)(ozmu_bsr *bs, int bytes);
 struct ozmu_bsr {
     uint32_t code;
     int32_t leftbits;
-    uint8_t *cur;   /* next byte to load */
-    uint8_t *end;   /* last byte of the buffer, inclusive */
+    uint8_t *cur; /* next byte to load */
+    uint8_t *end; /* last byte of the buffer, inclusive */
     uint8_t *beg;
     int32_t size;
     ozmu_bsr_flush_fn flush_fn;
@@ -408,8 +409,8 @@ typedef int (*ozmu_bsw_flush_fn)(ozmu_bsw *bs);
 struct ozmu_bsw {
     uint32_t code;
     int32_t leftbits;
-    uint8_t *cur;   /* next byte to write */
-    uint8_t *end;   /* last byte of the buffer, inclusive */
+    uint8_t *cur; /* next byte to write */
+    uint8_t *end; /* last byte of the buffer, inclusive */
     uint8_t *beg;
     int32_t size;
     ozmu_bsw_flush_fn flush_fn;
@@ -488,27 +489,27 @@ OZMU_API ozmu_fn_csc ozmu_imgp_get_fn_csc(int src_w, int src_h, int src_cs, int 
  * and V offset by 128; 5-6-5 packing truncates: (R & 0xF8) << 8 | (G & 0xFC) << 3 | B >> 3. */
 
 /* Y, U, V planes to R, G, B planes dst[0..2]. */
-OZMU_API void ozmu_csc_yuv444_to_r8g8b8(uint8_t *src[4], int src_w, int src_h,
-                                        int src_stride[4], int src_cs, uint8_t *dst[4],
-                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_yuv444_to_r8g8b8(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                        int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                        int dst_stride[4], int dst_cs);
 /* Y, U, V to 5-6-5 words in dst[0]. */
-OZMU_API void ozmu_csc_yuv444_to_rgb565(uint8_t *src[4], int src_w, int src_h,
-                                        int src_stride[4], int src_cs, uint8_t *dst[4],
-                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_yuv444_to_rgb565(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                        int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                        int dst_stride[4], int dst_cs);
 /* Y, U, V to 5-6-5 words in dst[0] and an alpha plane of 255 in dst[1]. */
-OZMU_API void ozmu_csc_yuv444_to_rgb565a8(uint8_t *src[4], int src_w, int src_h,
-                                          int src_stride[4], int src_cs, uint8_t *dst[4],
-                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_yuv444_to_rgb565a8(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                          int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                          int dst_stride[4], int dst_cs);
 /* Y, U, V to R in dst[1], G in dst[2] and 255 in dst[3] (the B byte); B is not computed and
  * dst[0] (the A byte) is neither read nor written. Kept for existing callers: for correct
  * ARGB use ozmu_csc_yuv444a8_to_argb8888. */
-OZMU_API void ozmu_csc_yuv444_to_argb8888(uint8_t *src[4], int src_w, int src_h,
-                                          int src_stride[4], int src_cs, uint8_t *dst[4],
-                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_yuv444_to_argb8888(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                          int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                          int dst_stride[4], int dst_cs);
 /* Y, U, V to B, G, R, 255 through dst[0..3]. */
-OZMU_API void ozmu_csc_yuv444_to_bgra8888(uint8_t *src[4], int src_w, int src_h,
-                                          int src_stride[4], int src_cs, uint8_t *dst[4],
-                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_yuv444_to_bgra8888(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                          int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                          int dst_stride[4], int dst_cs);
 /* Y, U, V, A to A, R, G, B through dst[0..3]. */
 OZMU_API void ozmu_csc_yuv444a8_to_argb8888(uint8_t *src[4], int src_w, int src_h,
                                             int src_stride[4], int src_cs, uint8_t *dst[4],
@@ -527,26 +528,26 @@ OZMU_API void ozmu_csc_yuv444a8_to_rgba5658(uint8_t *src[4], int src_w, int src_
                                             int src_stride[4], int src_cs, uint8_t *dst[4],
                                             int dst_w, int dst_h, int dst_stride[4], int dst_cs);
 /* R, G, B planes to 5-6-5 words in dst[0]. */
-OZMU_API void ozmu_csc_r8g8b8_to_rgb565(uint8_t *src[4], int src_w, int src_h,
-                                        int src_stride[4], int src_cs, uint8_t *dst[4],
-                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_r8g8b8_to_rgb565(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                        int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                        int dst_stride[4], int dst_cs);
 /* Planes 0, 1, 2 to the 5, 6, 5 fields (top to bottom) of words in dst[0], whatever colours
  * they hold; an alpha plane of 255 in dst[1]. */
-OZMU_API void ozmu_csc_x8y8z8_to_xyz565a8(uint8_t *src[4], int src_w, int src_h,
-                                          int src_stride[4], int src_cs, uint8_t *dst[4],
-                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_x8y8z8_to_xyz565a8(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                          int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                          int dst_stride[4], int dst_cs);
 /* As ozmu_csc_x8y8z8_to_xyz565a8 with the alpha plane copied from src[3]. */
 OZMU_API void ozmu_csc_x8y8z8a8_to_xyz565a8(uint8_t *src[4], int src_w, int src_h,
                                             int src_stride[4], int src_cs, uint8_t *dst[4],
                                             int dst_w, int dst_h, int dst_stride[4], int dst_cs);
 /* R, G, B planes to 255, R, G, B through dst[0..3]. */
-OZMU_API void ozmu_csc_r8g8b8_to_argb8888(uint8_t *src[4], int src_w, int src_h,
-                                          int src_stride[4], int src_cs, uint8_t *dst[4],
-                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_r8g8b8_to_argb8888(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                          int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                          int dst_stride[4], int dst_cs);
 /* R, G, B planes to B, G, R, 255 through dst[0..3]. */
-OZMU_API void ozmu_csc_r8g8b8_to_bgra8888(uint8_t *src[4], int src_w, int src_h,
-                                          int src_stride[4], int src_cs, uint8_t *dst[4],
-                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_r8g8b8_to_bgra8888(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                          int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                          int dst_stride[4], int dst_cs);
 /* R, G, B, A planes to A, R, G, B through dst[0..3]. */
 OZMU_API void ozmu_csc_r8g8b8a8_to_argb8888(uint8_t *src[4], int src_w, int src_h,
                                             int src_stride[4], int src_cs, uint8_t *dst[4],
@@ -565,13 +566,13 @@ OZMU_API void ozmu_csc_r8g8b8a8_to_rgba5658(uint8_t *src[4], int src_w, int src_
 /* Portable members to YUV and between YUV layouts (same addressing rules). RGB to YUV:
  * Y = (77R + 150G + 29B + 128) >> 8; U and V limited to 255 (pure blue gives U = 256). */
 /* R, G, B planes to Y, U, V planes dst[0..2]. */
-OZMU_API void ozmu_csc_r8g8b8_to_yuv444(uint8_t *src[4], int src_w, int src_h,
-                                        int src_stride[4], int src_cs, uint8_t *dst[4],
-                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_r8g8b8_to_yuv444(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                        int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                        int dst_stride[4], int dst_cs);
 /* Interleaved R, G, B read through src[0..2] (3 bytes a pixel) to Y, U, V planes. */
-OZMU_API void ozmu_csc_rgb888_to_yuv444(uint8_t *src[4], int src_w, int src_h,
-                                        int src_stride[4], int src_cs, uint8_t *dst[4],
-                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_rgb888_to_yuv444(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                        int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                        int dst_stride[4], int dst_cs);
 /* Interleaved R, G, B, A read through src[0..3] (4 bytes a pixel) to Y, U, V, A planes; A is
  * copied. */
 OZMU_API void ozmu_csc_rgba8888_to_yuv444a8(uint8_t *src[4], int src_w, int src_h,
@@ -583,29 +584,29 @@ OZMU_API void ozmu_csc_r8g8b8a8_to_yuv444a8(uint8_t *src[4], int src_w, int src_
                                             int dst_w, int dst_h, int dst_stride[4], int dst_cs);
 /* 5-6-5 words in src[0] (rows src_stride[0] >> 1 words apart) to Y, U, V planes. Fields are
  * widened by shifting only: 0xFFFF reads as (248, 252, 248). */
-OZMU_API void ozmu_csc_rgb565_to_yuv444(uint8_t *src[4], int src_w, int src_h,
-                                        int src_stride[4], int src_cs, uint8_t *dst[4],
-                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_rgb565_to_yuv444(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                        int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                        int dst_stride[4], int dst_cs);
 /* 10-bit Y, U, V (16-bit samples, U and V offset by 512) to 10-bit R, G, B planes, each held to
  * 0..1023. */
-OZMU_API void ozmu_csc_p410_to_r10g10b10(uint8_t *src[4], int src_w, int src_h,
-                                         int src_stride[4], int src_cs, uint8_t *dst[4],
-                                         int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_p410_to_r10g10b10(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                         int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                         int dst_stride[4], int dst_cs);
 /* 10-bit R, G, B planes to 10-bit Y, U, V. U and V are limited before the 512 offset is added,
  * so saturated blue or red gives 1024. */
-OZMU_API void ozmu_csc_r10g10b10_to_p410(uint8_t *src[4], int src_w, int src_h,
-                                         int src_stride[4], int src_cs, uint8_t *dst[4],
-                                         int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_r10g10b10_to_p410(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                         int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                         int dst_stride[4], int dst_cs);
 /* Three 16-bit planes to three byte planes, each sample shifted right by 2 (low 8 bits kept):
  * src_w x src_h luma, (src_w >> 1) x (src_h >> 1) of planes 1 and 2. In no table. */
-OZMU_API void ozmu_csc_p010_to_yuv420(uint8_t *src[4], int src_w, int src_h,
-                                      int src_stride[4], int src_cs, uint8_t *dst[4],
-                                      int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_p010_to_yuv420(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                      int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                      int dst_stride[4], int dst_cs);
 /* Copies src_w bytes of src_h rows of planes 0, 1, 2, and of plane 3 only when src[3] is not
  * null and dst_cs is OZMU_CS_YUV444A8; a destination plane 3 is otherwise untouched. */
-OZMU_API void ozmu_csc_yuv444x_to_yuv444x(uint8_t *src[4], int src_w, int src_h,
-                                          int src_stride[4], int src_cs, uint8_t *dst[4],
-                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_yuv444x_to_yuv444x(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                          int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                          int dst_stride[4], int dst_cs);
 
 /* Vector members (NEON on AArch64): convert src_w x src_h pixels to interleaved pixels written
  * whole from ONE start address, dst[slot], the slot chosen by dst_cs as listed; rows are
@@ -615,15 +616,15 @@ OZMU_API void ozmu_csc_yuv444x_to_yuv444x(uint8_t *src[4], int src_w, int src_h,
 
 /* R, G, B planes src[0..2] to 3-byte pixels: dst_cs 400 writes R, G, B from dst[0]; any other
  * value B, G, R from dst[2]. A width of 0 writes nothing. */
-OZMU_API void ozmu_csc_r8g8b8_to_rgb888(uint8_t *src[4], int src_w, int src_h,
-                                        int src_stride[4], int src_cs, uint8_t *dst[4],
-                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_r8g8b8_to_rgb888(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                        int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                        int dst_stride[4], int dst_cs);
 /* R, G, B planes to 4-byte pixels with alpha 255; by dst_cs: 500 R, G, B, A from dst[0]; any
  * other value below 502 (including 430 and all below 500) B, G, R, A from dst[2]; 502 A, R,
  * G, B from dst[3]; 503 and above A, B, G, R from dst[3]. A width of 0 writes nothing. */
-OZMU_API void ozmu_csc_r8g8b8_to_rgba8888(uint8_t *src[4], int src_w, int src_h,
-                                          int src_stride[4], int src_cs, uint8_t *dst[4],
-                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_r8g8b8_to_rgba8888(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                          int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                          int dst_stride[4], int dst_cs);
 /* As ozmu_csc_r8g8b8_to_rgba8888 with alpha copied from src[3], except that dst_cs 502 and
  * above (the alpha-first orders, which have no usable start address for this kernel) write
  * nothing. The table routes OZMU_CS_RGBA5658 requests here: 430 writes B, G, R, A from
@@ -634,16 +635,16 @@ OZMU_API void ozmu_csc_r8g8b8a8_to_rgba8888(uint8_t *src[4], int src_w, int src_
 /* Y, U, V planes src[0..2] to 3-byte pixels: dst_cs 401 (OZMU_CS_RGB888X) writes B, G, R from
  * dst[2]; any other value R, G, B from dst[0]. A width of 0 converts the first three pixels
  * of every row. */
-OZMU_API void ozmu_csc_yuv444_to_rgb888(uint8_t *src[4], int src_w, int src_h,
-                                        int src_stride[4], int src_cs, uint8_t *dst[4],
-                                        int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_yuv444_to_rgb888(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                        int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                        int dst_stride[4], int dst_cs);
 /* Y, U, V planes to 4-byte pixels with alpha 255; by dst_cs: 501 B, G, R, A from dst[2]; 502
  * and 504 up A, R, G, B from dst[3]; 503 A, B, G, R from dst[3]; any other value (500 and
  * all below) R, G, B, A from dst[0]. A width of 0 converts the first three pixels of every
  * row. */
-OZMU_API void ozmu_csc_yuv444_to_rgba8888(uint8_t *src[4], int src_w, int src_h,
-                                          int src_stride[4], int src_cs, uint8_t *dst[4],
-                                          int dst_w, int dst_h, int dst_stride[4], int dst_cs);
+OZMU_API void ozmu_csc_yuv444_to_rgba8888(uint8_t *src[4], int src_w, int src_h, int src_stride[4],
+                                          int src_cs, uint8_t *dst[4], int dst_w, int dst_h,
+                                          int dst_stride[4], int dst_cs);
 /* As ozmu_csc_yuv444_to_rgba8888 with alpha copied from src[3]. */
 OZMU_API void ozmu_csc_yuv444a8_to_rgba8888(uint8_t *src[4], int src_w, int src_h,
                                             int src_stride[4], int src_cs, uint8_t *dst[4],
@@ -731,16 +732,16 @@ OZMU_API void ozmu_csc_rsz_yuv444a8_to_rgb565a8(uint8_t *src[4], int src_w, int 
  * (f1 & 0xE0) | f2 >> 3, so green holds the top three bits of f1 twice; the word is stored
  * little-endian whatever the host. */
 struct ozmu_irsz_param {
-    int32_t layout;     /* 20, 21, 23, 25 or 29 */
-    int32_t mode;       /* 10: one call per whole picture; 11: one call per slice of rows */
+    int32_t layout; /* 20, 21, 23, 25 or 29 */
+    int32_t mode;   /* 10: one call per whole picture; 11: one call per slice of rows */
     int32_t src_w;
     int32_t src_h;
     int32_t src_pitch;  /* row length in pixels; negative: rows run upward */
     int32_t slice_rows; /* mode 11: rows per slice, a power of two */
     int32_t dst_w;
     int32_t dst_h;
-    int32_t dst_pitch;  /* row length in pixels; negative: rows run upward */
-    void *dst;          /* written by every resize call */
+    int32_t dst_pitch; /* row length in pixels; negative: rows run upward */
+    void *dst;         /* written by every resize call */
 };
 
 /* 256 bytes: for horizontal phase h and vertical phase v (0..7), byte 32h + 4v holds the
@@ -1393,9 +1394,9 @@ OZMU_API int ozmu_is_vkeyfrm(int mt, const uint8_t *data, int size);
 /* MD5 (RFC 1321) context. Callers may keep it anywhere (88 bytes, no pointers); a context must be
  * all zeros before its first ozmu_md5_init, which ozmu_md5_finish leaves it. */
 struct ozmu_md5_ctx {
-    uint32_t state[4];   /* chaining values */
-    uint8_t buffer[64];  /* the incomplete block */
-    uint32_t count[2];   /* message length in bits, low word first */
+    uint32_t state[4];  /* chaining values */
+    uint8_t buffer[64]; /* the incomplete block */
+    uint32_t count[2];  /* message length in bits, low word first */
 };
 
 /* Loads the initial chaining values and clears count[0]; count[1] and buffer are left as they

@@ -57,9 +57,9 @@ int main()
             icount_mark(tag);
             run();
             icount_mark(tag + 1);
-            std::printf("tags %ld..%ld: %s %s, per pixel = (count(%ld) - count(%ld)) / %zu\n",
-                        tag, tag + 1, k == m.vector ? "ozmu_csc" : "reference", m.name, tag + 1,
-                        tag, plane);
+            std::printf("tags %ld..%ld: %s %s, per pixel = (count(%ld) - count(%ld)) / %zu\n", tag,
+                        tag + 1, k == m.vector ? "ozmu_csc" : "reference", m.name, tag + 1, tag,
+                        plane);
             tag += 2;
         }
     }

@@ -42,7 +42,7 @@ int main()
                           Case{29, 4, 640, 360, 30}, Case{20, 1, 640, 360, 40}}) {
         std::vector<uint8_t> dst(size_t{1280} * 720 * 4);
         const int pixels = c.dst_w * c.dst_h;
-        ozmu_irsz_param param{c.layout, 10,      kSrcW,   kSrcH,      kSrcW,
+        ozmu_irsz_param param{c.layout, 10,      kSrcW,   kSrcH,   kSrcW,
                               16,       c.dst_w, c.dst_h, c.dst_w, dst.data()};
         void *whole = ozmu_irsz_create(&param, nullptr);
         param.mode = 11;

@@ -49,7 +49,6 @@ int main()
             [&] { ozmu::ref::mcpy_pic(dst, src, kWidth, kWidth, kWidth, kHeight); });
     measure(22, "reference mcpy_pic 1920x1080, stride 2048",
             [&] { ozmu::ref::mcpy_pic(dst, src, kWideStride, kWideStride, kWidth, kHeight); });
-    measure(24, "reference mset_x64a 1920*1080 bytes",
-            [&] { ozmu::ref::mset_x64a(dst, 0x80, n); });
+    measure(24, "reference mset_x64a 1920*1080 bytes", [&] { ozmu::ref::mset_x64a(dst, 0x80, n); });
     return 0;
 }

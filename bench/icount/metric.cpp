@@ -75,8 +75,8 @@ uint32_t call(GenericDiff<T> k, int w, int h, const T *a, const T *b, int16_t *o
 
 // Calls the kernel at every w x h block position; returns a checksum of the results.
 template <class Kernel, class A, class B>
-__attribute__((noinline)) uint32_t over_frame(Kernel kernel, int w, int h, const A *a,
-                                              const B *b, int16_t *out)
+__attribute__((noinline)) uint32_t over_frame(Kernel kernel, int w, int h, const A *a, const B *b,
+                                              int16_t *out)
 {
     uint32_t checksum = 0;
     for (int y = 0; y + h <= kH; y += h) {
@@ -129,8 +129,10 @@ int main()
 #define OZMU_ICOUNT(name, fn, w, h, a, b)                                                          \
     measure(name, ozmu::neon::fn, ozmu::ref::fn, w, h, a, b, f);
 #define OZMU_ICOUNT_SAD(w, h) OZMU_ICOUNT("sad" #w "x" #h, sad##w##x##h, w, h, u8, u8b)
-#define OZMU_ICOUNT_SAD16(w, h) OZMU_ICOUNT("sad" #w "x" #h "_16", sad##w##x##h##_16, w, h, s16, s16b)
-#define OZMU_ICOUNT_SAD_BI(w, h) OZMU_ICOUNT("sad" #w "x" #h "_bi", sad##w##x##h##_bi, w, h, s16, u8b)
+#define OZMU_ICOUNT_SAD16(w, h)                                                                    \
+    OZMU_ICOUNT("sad" #w "x" #h "_16", sad##w##x##h##_16, w, h, s16, s16b)
+#define OZMU_ICOUNT_SAD_BI(w, h)                                                                   \
+    OZMU_ICOUNT("sad" #w "x" #h "_bi", sad##w##x##h##_bi, w, h, s16, u8b)
 #define OZMU_ICOUNT_DIFF(w, h) OZMU_ICOUNT("diff" #w "x" #h, diff##w##x##h, w, h, u8, u8b)
 #define OZMU_ICOUNT_DIFF16(w, h)                                                                   \
     OZMU_ICOUNT("diff" #w "x" #h "_16", diff##w##x##h##_16, w, h, s16, s16b)

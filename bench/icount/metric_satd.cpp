@@ -85,8 +85,7 @@ OZMU_SAME_BODY uint32_t over_frame(Generic<T> kernel, int w, int h, const T *a, 
         const T *row_a = a + ptrdiff_t{y} * kStride;
         const T *row_b = b + ptrdiff_t{y} * kStride + kShift;
         for (ptrdiff_t x = 0; x != kW / w * w; x += w)
-            checksum +=
-                static_cast<uint32_t>(kernel(w, h, row_a + x, row_b + x, kStride, kStride));
+            checksum += static_cast<uint32_t>(kernel(w, h, row_a + x, row_b + x, kStride, kStride));
     }
     return checksum;
 }

@@ -51,7 +51,8 @@ Input mutate(ozmu::test::Rng &rng, const std::vector<Input> &pool)
         switch (rng.range(0, 4)) {
         case 0:  // flip a bit
             if (!out.empty())
-                out[rng.range(0, static_cast<int>(out.size()) - 1)] ^= uint8_t(1u << rng.range(0, 7));
+                out[rng.range(0, static_cast<int>(out.size()) - 1)] ^=
+                    uint8_t(1u << rng.range(0, 7));
             break;
         case 1: {  // overwrite a byte with an extreme or structural value
             static const uint8_t kValues[] = {0, 1, 0x7F, 0x80, 0xFF, '\n', '\r', '%', '/', ':'};

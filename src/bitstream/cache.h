@@ -5,14 +5,22 @@
 namespace ozmu::bitstream {
 
 // Shift counts on the cache word are taken modulo 32: a shift by 32 is a shift by 0.
-constexpr uint32_t shl(uint32_t word, int count) { return word << (static_cast<unsigned>(count) & 31u); }
-constexpr uint32_t shr(uint32_t word, int count) { return word >> (static_cast<unsigned>(count) & 31u); }
+constexpr uint32_t shl(uint32_t word, int count)
+{
+    return word << (static_cast<unsigned>(count) & 31u);
+}
+constexpr uint32_t shr(uint32_t word, int count)
+{
+    return word >> (static_cast<unsigned>(count) & 31u);
+}
 
 // Bytes from `from` up to and including `last`, as plain integers: a drained or empty buffer
 // (from past last) gives 0 or less, and a null buffer of size 0 stays well-defined.
 inline intptr_t bytes_through(const uint8_t *from, const uint8_t *last)
 {
-    return static_cast<intptr_t>(reinterpret_cast<uintptr_t>(last) - reinterpret_cast<uintptr_t>(from)) + 1;
+    return static_cast<intptr_t>(reinterpret_cast<uintptr_t>(last) -
+                                 reinterpret_cast<uintptr_t>(from)) +
+           1;
 }
 
 // buf + size - 1 without forming an out-of-range pointer expression.

@@ -33,7 +33,8 @@ int load_bytes(ozmu_bsr *bs, int bytes)
     if (n == kCacheBytes) {
         uint8_t raw[4];
         std::memcpy(raw, bs->cur, 4);
-        code = (uint32_t{raw[0]} << 24) | (uint32_t{raw[1]} << 16) | (uint32_t{raw[2]} << 8) | raw[3];
+        code =
+            (uint32_t{raw[0]} << 24) | (uint32_t{raw[1]} << 16) | (uint32_t{raw[2]} << 8) | raw[3];
     } else {
         code = 0;
         for (int k = 0; k < n; ++k)
@@ -81,7 +82,6 @@ inline bool zero_in_cache(const ozmu_bsr *bs)
 {
     return bs->leftbits > 0 && shr(~bs->code, 31 - bs->leftbits) != 0;
 }
-
 
 // The cache is short of the bits asked for: the old bits form the high part of the value.
 [[gnu::noinline]] uint32_t read_across_refill(ozmu_bsr *bs, int size)

@@ -37,7 +37,10 @@ inline void drain(ozmu_bsw *bs)
 }
 
 // Room for a whole-word drain: cur + 4 <= end.
-inline bool room_for_word(const ozmu_bsw *bs) { return bytes_through(bs->cur, bs->end) > kCacheBytes; }
+inline bool room_for_word(const ozmu_bsw *bs)
+{
+    return bytes_through(bs->cur, bs->end) > kCacheBytes;
+}
 
 // The bits fill the cache: drain it and start the next word with what is left of them.
 [[gnu::noinline]] int put_bits_draining(ozmu_bsw *bs, uint32_t aligned, int len)

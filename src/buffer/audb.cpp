@@ -34,8 +34,8 @@ int audb_release(ozmu_audb *a) { return ozmu::counted_release(a, audb_free_paylo
 
 extern "C" {
 
-ozmu_audb *ozmu_audb_create(int samples, int channels, int bits, int rate, int layout,
-                            uint64_t, ozmu_fn_alloc buf_alloc, ozmu_fn_free buf_free, int *err)
+ozmu_audb *ozmu_audb_create(int samples, int channels, int bits, int rate, int layout, uint64_t,
+                            ozmu_fn_alloc buf_alloc, ozmu_fn_free buf_free, int *err)
 {
     if (!buf_alloc) {
         buf_alloc = ozmu::imgb_alloc_frm;  // the aligned allocator, as for image frames
@@ -50,7 +50,8 @@ ozmu_audb *ozmu_audb_create(int samples, int channels, int bits, int rate, int l
     a->buf_free = buf_free;
 
     // Sizes wrap rather than overflow; a wrapped size is the caller's mistake either way.
-    const uint32_t channel_bytes = static_cast<uint32_t>((bits + 7) >> 3) * static_cast<uint32_t>(samples);
+    const uint32_t channel_bytes =
+        static_cast<uint32_t>((bits + 7) >> 3) * static_cast<uint32_t>(samples);
     const bool interleaved = is_interleaved(layout);
     // More than eight planar channels do not fit the record: only the first eight are served.
     const int slots = interleaved ? 1 : std::clamp(channels, 0, kMaxBuffers);

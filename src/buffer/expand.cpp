@@ -85,10 +85,10 @@ int ozmu_imgb_expand(ozmu_imgb *img, const uint32_t *pad)
     const int b = layout.sample_bytes;
     for (int i = 0; i < layout.planes; ++i) {
         const bool chroma = i == 1 || i == 2;
-        const int w = chroma ? subsampled(img->aligned_width, layout.chroma_shift_x)
-                             : img->aligned_width;
-        const int h = chroma ? subsampled(img->aligned_height, layout.chroma_shift_y)
-                             : img->aligned_height;
+        const int w =
+            chroma ? subsampled(img->aligned_width, layout.chroma_shift_x) : img->aligned_width;
+        const int h =
+            chroma ? subsampled(img->aligned_height, layout.chroma_shift_y) : img->aligned_height;
         const int s = img->stride[i];
         const int ph = static_cast<int>(pad[i] >> 16);
         const int pv = static_cast<int>(pad[i] & 0xFFFFu);

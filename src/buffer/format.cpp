@@ -42,7 +42,7 @@ struct PlanarFormat {
     int planes;    // the fourth plane, when present, is a full-size alpha plane
     Sub chroma_w;  // planes 1 and 2
     Sub chroma_h;
-    int bytes;     // per sample, every plane
+    int bytes;  // per sample, every plane
 };
 
 constexpr PlanarFormat kPlanarFormats[] = {

@@ -72,8 +72,8 @@ void layout_planes(ozmu_imgb *rec, const Geometry &g, const uint32_t *pad, void 
             if (x != 0)
                 rec->plane_aux[i] = x + offset;
         }
-        const uint64_t plane_bytes = uint64_t{static_cast<uint32_t>(rec->stride[i]) *
-                                              static_cast<uint32_t>(rec->rows[i])};
+        const uint64_t plane_bytes =
+            uint64_t{static_cast<uint32_t>(rec->stride[i]) * static_cast<uint32_t>(rec->rows[i])};
         p += plane_bytes;
         x += plane_bytes;
     }
@@ -120,8 +120,8 @@ int ozmu_imgb_option(ozmu_imgb *img, unsigned char opt, int planes, const int *w
         } else if (is_packed_cs(img->cs)) {
             // Rows below a packed picture are cleared for aw bytes, not aw pixels: callers rely
             // on the rest of those rows being left as it was.
-            clear_align_margin(img->plane[0], img->stride[0], img->width, img->height, aw[0],
-                               ah[0], elem_bytes(elem[0]), aw[0]);
+            clear_align_margin(img->plane[0], img->stride[0], img->width, img->height, aw[0], ah[0],
+                               elem_bytes(elem[0]), aw[0]);
         } else {
             return OZMU_ERR_UNSUPPORTED_CS;
         }
@@ -203,8 +203,8 @@ ozmu_imgb *ozmu_imgb_create(int width, int height, int cs, int opt, const uint32
     return img;
 }
 
-int ozmu_imgb_rebirth(ozmu_imgb *img, int width, int height, int cs, int opt,
-                      const uint32_t *align, const uint32_t *pad)
+int ozmu_imgb_rebirth(ozmu_imgb *img, int width, int height, int cs, int opt, const uint32_t *align,
+                      const uint32_t *pad)
 {
     // Hold the image for the duration of the call.
     const bool held = img->addref != nullptr;

@@ -7,7 +7,10 @@ namespace {
 
 int mfal_addref(ozmu_mfal *m) { return ozmu::counted_addref(m); }
 int mfal_getref(ozmu_mfal *m) { return ozmu::counted_getref(m); }
-int mfal_release(ozmu_mfal *m) { return ozmu::counted_release(m, [](ozmu_mfal *) {}); }
+int mfal_release(ozmu_mfal *m)
+{
+    return ozmu::counted_release(m, [](ozmu_mfal *) {});
+}
 
 }  // namespace
 

@@ -22,20 +22,22 @@ inline int exclusive_add(int *p, int delta)
 {
     int result;
     unsigned failed;
-    __asm__ volatile(
-        "1: ldaxr   %w[res], %[word]\n"
-        "   add     %w[res], %w[res], %w[delta]\n"
-        "   stlxr   %w[fail], %w[res], %[word]\n"
-        "   cbnz    %w[fail], 1b\n"
-        : [res] "=&r"(result), [fail] "=&r"(failed), [word] "+Q"(*p)
-        : [delta] "r"(delta)
-        : "memory");
+    __asm__ volatile("1: ldaxr   %w[res], %[word]\n"
+                     "   add     %w[res], %w[res], %w[delta]\n"
+                     "   stlxr   %w[fail], %w[res], %[word]\n"
+                     "   cbnz    %w[fail], 1b\n"
+                     : [res] "=&r"(result), [fail] "=&r"(failed), [word] "+Q"(*p)
+                     : [delta] "r"(delta)
+                     : "memory");
     return result;
 }
 
 #else
 
-inline int exclusive_add(int *p, int delta) { return __atomic_add_fetch(p, delta, __ATOMIC_ACQ_REL); }
+inline int exclusive_add(int *p, int delta)
+{
+    return __atomic_add_fetch(p, delta, __ATOMIC_ACQ_REL);
+}
 
 long futex(int *word, int op, int value)
 {
@@ -59,12 +61,11 @@ int ozmu_sync_wait(int *p, int value)
     __asm__ volatile("sevl" ::: "memory");  // arm the local event so the first WFE falls through
     for (;;) {
         int seen;
-        __asm__ volatile(
-            "wfe\n"
-            "ldaxr %w[seen], %[word]\n"
-            : [seen] "=&r"(seen)
-            : [word] "Q"(*p)
-            : "memory");
+        __asm__ volatile("wfe\n"
+                         "ldaxr %w[seen], %[word]\n"
+                         : [seen] "=&r"(seen)
+                         : [word] "Q"(*p)
+                         : "memory");
         if (seen == -1)
             return -1;
         if (seen == value)
@@ -76,18 +77,17 @@ int ozmu_sync_wake(int *p, int value)
 {
     int seen;
     unsigned failed;
-    __asm__ volatile(
-        "1: ldaxr   %w[seen], %[word]\n"
-        "   cmp     %w[seen], %w[value]\n"
-        "   b.eq    2f\n"
-        "   stlxr   %w[fail], %w[value], %[word]\n"
-        "   cbnz    %w[fail], 1b\n"
-        "   b       3f\n"
-        "2: clrex\n"
-        "3: sev\n"
-        : [seen] "=&r"(seen), [fail] "=&r"(failed), [word] "+Q"(*p)
-        : [value] "r"(value)
-        : "cc", "memory");
+    __asm__ volatile("1: ldaxr   %w[seen], %[word]\n"
+                     "   cmp     %w[seen], %w[value]\n"
+                     "   b.eq    2f\n"
+                     "   stlxr   %w[fail], %w[value], %[word]\n"
+                     "   cbnz    %w[fail], 1b\n"
+                     "   b       3f\n"
+                     "2: clrex\n"
+                     "3: sev\n"
+                     : [seen] "=&r"(seen), [fail] "=&r"(failed), [word] "+Q"(*p)
+                     : [value] "r"(value)
+                     : "cc", "memory");
     return 0;
 }
 

@@ -7,8 +7,7 @@
 namespace ozmu {
 
 // Leading zero bits of a 4-bit nibble.
-inline constexpr uint8_t kNibbleLeadingZeros[16] = {4, 3, 2, 2, 1, 1, 1, 1,
-                                                   0, 0, 0, 0, 0, 0, 0, 0};
+inline constexpr uint8_t kNibbleLeadingZeros[16] = {4, 3, 2, 2, 1, 1, 1, 1, 0, 0, 0, 0, 0, 0, 0, 0};
 
 // The defining count: walks the nibbles from the top, summing table entries up to the first
 // non-zero nibble; a zero word counts 32.
@@ -34,7 +33,8 @@ inline constexpr std::array<uint8_t, 256> kExpGolombLengths = [] {
     std::array<uint8_t, 256> lengths{};
     lengths[0] = 1;
     for (int i = 1; i < 256; ++i)
-        lengths[i] = static_cast<uint8_t>(2 * (31 - nibble_leading_zeros(static_cast<uint32_t>(i))) + 1);
+        lengths[i] =
+            static_cast<uint8_t>(2 * (31 - nibble_leading_zeros(static_cast<uint32_t>(i))) + 1);
     return lengths;
 }();
 

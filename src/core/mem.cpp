@@ -114,8 +114,7 @@ void mcpy_pic(void *dst, const void *src, int dst_stride, int src_stride, int wi
                    std::max(64, width));
 }
 
-void mcpy_pic_16(void *dst, const void *src, int dst_stride, int src_stride, int width,
-                 int height)
+void mcpy_pic_16(void *dst, const void *src, int dst_stride, int src_stride, int width, int height)
 {
     auto *d = static_cast<uint8_t *>(dst);
     const auto *s = static_cast<const uint8_t *>(src);
@@ -127,8 +126,7 @@ void mcpy_pic_16(void *dst, const void *src, int dst_stride, int src_stride, int
     }
     const int64_t row_bytes = pic16_run_bytes(2 * int64_t{width}, true);
     for (int y = 0; y < height; ++y)
-        copy_bytes(d + 2 * ptrdiff_t{dst_stride} * y, s + 2 * ptrdiff_t{src_stride} * y,
-                   row_bytes);
+        copy_bytes(d + 2 * ptrdiff_t{dst_stride} * y, s + 2 * ptrdiff_t{src_stride} * y, row_bytes);
 }
 
 void mcpy_blk(void *dst, const void *src, int dst_stride, int src_stride, int width, int height)
@@ -136,8 +134,7 @@ void mcpy_blk(void *dst, const void *src, int dst_stride, int src_stride, int wi
     copy_blocks(dst, src, dst_stride, src_stride, width, height, 1);
 }
 
-void mcpy_blk_16(void *dst, const void *src, int dst_stride, int src_stride, int width,
-                 int height)
+void mcpy_blk_16(void *dst, const void *src, int dst_stride, int src_stride, int width, int height)
 {
     copy_blocks(dst, src, dst_stride, src_stride, width, height, 2);
 }

@@ -51,8 +51,15 @@ struct BlockShape {
 constexpr BlockShape block_shape(int width)
 {
     switch (width) {
-    case 2: case 4: case 6: case 8: case 12: case 48: return {width, 2, false};
-    case 16: case 24: case 32: return {width, 4, false};
+    case 2:
+    case 4:
+    case 6:
+    case 8:
+    case 12:
+    case 48: return {width, 2, false};
+    case 16:
+    case 24:
+    case 32: return {width, 4, false};
     default: return {64, 2, true};
     }
 }

@@ -9,7 +9,7 @@
 
 // Parameter list of every conversion kernel (ozmu_fn_csc) and its forwarding argument list.
 #define OZMU_CSC_PARAMS                                                                            \
-    uint8_t *src[4], int src_w, int src_h, int src_stride[4], int src_cs, uint8_t *dst[4],      \
+    uint8_t *src[4], int src_w, int src_h, int src_stride[4], int src_cs, uint8_t *dst[4],         \
         int dst_w, int dst_h, int dst_stride[4], int dst_cs
 #define OZMU_CSC_ARGS src, src_w, src_h, src_stride, src_cs, dst, dst_w, dst_h, dst_stride, dst_cs
 

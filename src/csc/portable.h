@@ -51,10 +51,7 @@ Bytes<PixelBytes> bytes_at(uint8_t *origin, int stride)
 }
 
 // A 16-bit plane advances by stride >> 1 samples: an odd byte stride is truncated.
-inline Words words_at(uint8_t *origin, int stride)
-{
-    return {origin, ptrdiff_t{stride >> 1} * 2};
-}
+inline Words words_at(uint8_t *origin, int stride) { return {origin, ptrdiff_t{stride >> 1} * 2}; }
 
 // Runs pixel(x) for every pixel of a width x height picture after pointing every channel at
 // the row. Nothing happens for a height below 1; a width below 1 skips every row's pixels.

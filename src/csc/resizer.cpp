@@ -31,7 +31,7 @@ static_assert(sizeof(ozmu_irsz_param) == 48);
 #define OZMU_W16(i) OZMU_W4(i), OZMU_W4(i + 4), OZMU_W4(i + 8), OZMU_W4(i + 12)
 #define OZMU_W64(i) OZMU_W16(i), OZMU_W16(i + 16), OZMU_W16(i + 32), OZMU_W16(i + 48)
 extern "C" const uint8_t ozmu_irsz_tbl_rsz_weight[256] = {OZMU_W64(0), OZMU_W64(64), OZMU_W64(128),
-                                                         OZMU_W64(192)};
+                                                          OZMU_W64(192)};
 #undef OZMU_W64
 #undef OZMU_W16
 #undef OZMU_W4
@@ -165,15 +165,17 @@ int resize(Handle *h, const void *src, int y0, int rows)
 struct Layout {
     int code;
     Resizer resize;
-    int in_bytes;     // bytes per source pixel
-    int src_factor;   // pitch multiplier of the source row distance
+    int in_bytes;    // bytes per source pixel
+    int src_factor;  // pitch multiplier of the source row distance
     int dst_factor;
-    bool vector;      // needs a Plan
+    bool vector;  // needs a Plan
 };
 
 constexpr Layout kLayouts[] = {
-    {20, irsz8b, 1, 1, 1, true},           {21, irsz8b8b8b, 3, 3, 3, false},
-    {23, irsz8b8b8b_5b6b5b, 3, 3, 2, false}, {25, irsz5b6b5b, 2, 1, 1, false},
+    {20, irsz8b, 1, 1, 1, true},
+    {21, irsz8b8b8b, 3, 3, 3, false},
+    {23, irsz8b8b8b_5b6b5b, 3, 3, 2, false},
+    {25, irsz5b6b5b, 2, 1, 1, false},
     {29, irsz8b8b8b8b, 4, 4, 4, true},
 };
 
@@ -190,8 +192,8 @@ Plan *build_plan(const Handle &h, int pixel_bytes)
     const size_t entries = bytes ? groups : outputs;
     // Blended row: one zero column past the last (the right tap of a one-pixel source) and, for
     // layout 20, a 32-column table window starting at any column.
-    const size_t blend_lanes = (static_cast<size_t>(columns) + 1 + (bytes ? 32 : 0)) *
-                               static_cast<size_t>(pixel_bytes);
+    const size_t blend_lanes =
+        (static_cast<size_t>(columns) + 1 + (bytes ? 32 : 0)) * static_cast<size_t>(pixel_bytes);
     const size_t at_offset = align16(sizeof(Plan));
     const size_t at_weights = at_offset + align16(entries * sizeof(uint32_t));
     const size_t at_index = at_weights + align16(entries * (bytes ? 16 : 8) * sizeof(uint16_t));
@@ -297,8 +299,8 @@ void irsz5b6b5b_line(const Handle &h, const uint8_t *top, const uint8_t *bottom,
             return filter(w, (tl >> shift) & mask, (tr >> shift) & mask, (bl >> shift) & mask,
                           (br >> shift) & mask);
         };
-        const auto word = static_cast<uint16_t>(field(11, 31) << 11 | field(5, 63) << 5 |
-                                                field(0, 31));
+        const auto word =
+            static_cast<uint16_t>(field(11, 31) << 11 | field(5, 63) << 5 | field(0, 31));
         std::memcpy(dst + ptrdiff_t{i} * 2, &word, 2);
     });
 }
@@ -327,8 +329,7 @@ int irsz8b8b8b(Handle *h, const void *src, int y0, int rows)
 }
 int irsz8b8b8b_5b6b5b(Handle *h, const void *src, int y0, int rows)
 {
-    return resize<irsz8b8b8b_5b6b5b_line, irsz8b8b8b_5b6b5b_full, Units{1, 1}, 3>(h, src, y0,
-                                                                                  rows);
+    return resize<irsz8b8b8b_5b6b5b_line, irsz8b8b8b_5b6b5b_full, Units{1, 1}, 3>(h, src, y0, rows);
 }
 int irsz5b6b5b(Handle *h, const void *src, int y0, int rows)
 {
@@ -418,8 +419,8 @@ void *ozmu_irsz_create(const ozmu_irsz_param *param, int *err)
     if (param->mode == kSlices) {
         // One source row, however short the pitch.
         const int64_t pixels = std::max<int64_t>({param->src_pitch, param->src_w, 1});
-        h->linebuf = static_cast<uint8_t *>(std::malloc(static_cast<size_t>(pixels) *
-                                                        static_cast<size_t>(layout->in_bytes)));
+        h->linebuf = static_cast<uint8_t *>(
+            std::malloc(static_cast<size_t>(pixels) * static_cast<size_t>(layout->in_bytes)));
         if (!h->linebuf) {
             std::free(h->plan);
             std::free(h);

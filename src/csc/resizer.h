@@ -34,14 +34,14 @@ struct Plan {
 struct Handle {
     int32_t layout;
     int32_t mode;
-    int32_t xstep;           // 14.18 source columns per output pixel (of the shifted grid)
+    int32_t xstep;  // 14.18 source columns per output pixel (of the shifted grid)
     int32_t ystep;
-    int32_t y;               // mode 11: vertical position of the next output row
-    int32_t xnext;           // horizontal neighbour distance, 1 << xshift
-    int32_t line_size;       // source row distance in stride units (pixels for layout 25)
+    int32_t y;          // mode 11: vertical position of the next output row
+    int32_t xnext;      // horizontal neighbour distance, 1 << xshift
+    int32_t line_size;  // source row distance in stride units (pixels for layout 25)
     int32_t dst_w;
     int32_t dst_h;
-    int32_t dst_stride;      // in stride units (16-bit words for layout 25)
+    int32_t dst_stride;  // in stride units (16-bit words for layout 25)
     int32_t xshift;
     int32_t yshift;
     int32_t src_step;        // line_size << yshift: upper to lower tap
@@ -52,12 +52,12 @@ struct Handle {
     int32_t upscale;         // destination wider or taller than the source
     int32_t linebuf_is_top;  // mode 11: the current upper row is the copy in linebuf
     Resizer resize;
-    uint8_t *linebuf;        // mode 11: one source row
+    uint8_t *linebuf;  // mode 11: one source row
     uint8_t *dst;
     // Beyond the shared fields.
     int32_t src_w;
     int32_t src_h;
-    Plan *plan;              // layouts 20 and 29
+    Plan *plan;  // layouts 20 and 29
 };
 
 // One output row from the upper and lower source rows at vertical phase v (0..7).
@@ -118,10 +118,10 @@ int irsz8b8b8b8b(Handle *h, const void *src, int y0, int rows);
 }  // namespace ozmu::irsz
 
 #define OZMU_DECLARE_IRSZ_VECTOR_ROWS                                                              \
-    void irsz8b_line(const irsz::Handle &h, const uint8_t *top, const uint8_t *bottom, int v,     \
+    void irsz8b_line(const irsz::Handle &h, const uint8_t *top, const uint8_t *bottom, int v,      \
                      uint8_t *dst);                                                                \
     void irsz8b_full(const irsz::Handle &h, const uint8_t *src);                                   \
-    void irsz8b8b8b8b_line(const irsz::Handle &h, const uint8_t *top, const uint8_t *bottom,      \
+    void irsz8b8b8b8b_line(const irsz::Handle &h, const uint8_t *top, const uint8_t *bottom,       \
                            int v, uint8_t *dst);                                                   \
     void irsz8b8b8b8b_full(const irsz::Handle &h, const uint8_t *src);
 

@@ -120,8 +120,7 @@ void rsz_yuv444a8_to_rgba8888(OZMU_CSC_PARAMS) { scale_interleaved<4, 4, true>(O
 #define OZMU_WEIGHTS16(i)                                                                          \
     OZMU_WEIGHTS4(i), OZMU_WEIGHTS4((i) + 4), OZMU_WEIGHTS4((i) + 8), OZMU_WEIGHTS4((i) + 12)
 #define OZMU_WEIGHTS64(i)                                                                          \
-    OZMU_WEIGHTS16(i), OZMU_WEIGHTS16((i) + 16), OZMU_WEIGHTS16((i) + 32),                         \
-        OZMU_WEIGHTS16((i) + 48)
+    OZMU_WEIGHTS16(i), OZMU_WEIGHTS16((i) + 16), OZMU_WEIGHTS16((i) + 32), OZMU_WEIGHTS16((i) + 48)
 
 extern "C" {
 

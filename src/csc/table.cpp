@@ -81,6 +81,7 @@ extern "C" {
 
 // Two cells hold what callers have always found there: r8g8b8a8 to rgba5658 is the rgba8888
 // kernel, and r10g10b10 to r10g10b10 is the conversion to p410.
+// clang-format off
 const ozmu_fn_csc ozmu_tbl_fn_csc_to_rgb[2 * kRgbHalfRows * kRgbColumns] = {
     // rgb888, rgba8888, rgb565, rgba5658, rgb565a8, argb8888, bgra8888, rgb888x, r8g8b8, -,
     // r10g10b10
@@ -136,11 +137,12 @@ const ozmu_fn_csc ozmu_tbl_fn_csc_to_yuvplanar[2 * kYuvHalfRows * kYuvColumns] =
     K(rgb888_to_yuv444), nullptr, nullptr,                     // rgb888
     nullptr, K(rgba8888_to_yuv444a8), nullptr,                 // rgba8888
 };
+// clang-format on
 
 #undef K
 
-ozmu_fn_csc ozmu_imgp_get_fn_csc(int src_w, int src_h, int src_cs, int dst_w, int dst_h,
-                                 int dst_cs, int *err)
+ozmu_fn_csc ozmu_imgp_get_fn_csc(int src_w, int src_h, int src_cs, int dst_w, int dst_h, int dst_cs,
+                                 int *err)
 {
     const bool scaled = src_w != dst_w || src_h != dst_h;
     ozmu_fn_csc fn = nullptr;

@@ -153,13 +153,13 @@ void ozmu_csc_yuv444a8_to_bgra8888(OZMU_CSC_PARAMS)
 void ozmu_csc_yuv444a8_to_rgb565a8(OZMU_CSC_PARAMS)
 {
     to_565_alpha<1>(YuvSource(src, src_stride), alpha_plane(src, src_stride), src_w, src_h, dst,
-              dst_stride);
+                    dst_stride);
 }
 
 void ozmu_csc_yuv444a8_to_rgba5658(OZMU_CSC_PARAMS)
 {
     to_565_alpha<3>(YuvSource(src, src_stride), alpha_plane(src, src_stride), src_w, src_h, dst,
-            dst_stride);
+                    dst_stride);
 }
 
 void ozmu_csc_r8g8b8_to_rgb565(OZMU_CSC_PARAMS)
@@ -175,7 +175,7 @@ void ozmu_csc_x8y8z8_to_xyz565a8(OZMU_CSC_PARAMS)
 void ozmu_csc_x8y8z8a8_to_xyz565a8(OZMU_CSC_PARAMS)
 {
     to_565_alpha<1>(RgbSource<>(src, src_stride), alpha_plane(src, src_stride), src_w, src_h, dst,
-              dst_stride);
+                    dst_stride);
 }
 
 void ozmu_csc_r8g8b8_to_argb8888(OZMU_CSC_PARAMS)

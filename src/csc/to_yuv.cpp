@@ -86,7 +86,8 @@ void reduce_plane(uint8_t *src, int src_stride, uint8_t *dst, int dst_stride, in
 {
     auto in = words_at(src, src_stride);
     auto out = bytes_at(dst, dst_stride);
-    for_each_pixel(w, h, [&](int x) { out.put(x, (in.get(x) >> 2) & 0xFF); }, in, out);
+    for_each_pixel(
+        w, h, [&](int x) { out.put(x, (in.get(x) >> 2) & 0xFF); }, in, out);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@ consteval uint32_t fcc(const char (&code)[5])
            uint32_t(uint8_t(code[2])) << 16 | uint32_t(uint8_t(code[3])) << 24;
 }
 static_assert(fcc("avc1") == 0x31637661u && fcc("aac ") == 0x20636161u);
+// clang-format off
 
 int video(uint32_t code)
 {
@@ -93,6 +94,7 @@ int drm(uint32_t code)
 {
     return code == fcc("DIVX") || code == fcc("divx") ? OZMU_MT_DRM_DIVX : OZMU_MT_DRM_UNKNOWN;
 }
+// clang-format on
 
 }  // namespace
 }  // namespace ozmu::media

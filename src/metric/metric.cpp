@@ -82,8 +82,8 @@ void ozmu_diff_16(int w, int h, const int16_t *a, const int16_t *b, int stride_a
     native::diff_16(w, h, a, b, stride_a, stride_b, stride_out, out);
 }
 
-void ozmu_diff4x4_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b,
-                     int stride_out, int16_t *out)
+void ozmu_diff4x4_bi(const int16_t *a, const uint8_t *b, int stride_a, int stride_b, int stride_out,
+                     int16_t *out)
 {
     native::diff4x4_bi(a, b, stride_a, stride_b, stride_out, out);
 }

@@ -17,8 +17,9 @@
 #define OZMU_METRIC_NARROW_SIZES(X) X(2, 2) X(2, 4)
 #define OZMU_METRIC_SMALL_SIZES(X) X(4, 2) X(4, 4)
 #define OZMU_METRIC_BI_SIZES(X)                                                                    \
-    X(4, 8) X(8, 4) X(8, 8) X(8, 16) X(16, 8) X(16, 16) X(16, 32) X(32, 16) X(32, 32) X(32, 64)    \
-        X(64, 32) X(64, 64)
+    X(4, 8)                                                                                        \
+    X(8, 4) X(8, 8) X(8, 16) X(16, 8) X(16, 16) X(16, 32) X(32, 16) X(32, 32) X(32, 64) X(64, 32)  \
+        X(64, 64)
 // Difference shapes that exist for 16-bit samples only.
 #define OZMU_METRIC_DIFF16_NARROW_SIZES(X) X(2, 8)
 #define OZMU_METRIC_DIFF16_ONLY_SIZES(X) X(4, 16) X(8, 32) X(16, 64)

@@ -21,8 +21,7 @@ int parse_by_ctok(const char *str, char tok, int *len, const char **next);
 int parse_by_stok(const char *str, const char *tok, int *len, const char **next);
 int parse_one_line(const char *str, int *len, const char **next);
 
-int parse_uri(const char *uri, char *scheme, char *host, char *port, char *path,
-              const char **rest);
+int parse_uri(const char *uri, char *scheme, char *host, char *port, char *path, const char **rest);
 int conv_a2uri(const char *src, char *dst);
 int conv_uri2a(const char *src, char *dst);
 

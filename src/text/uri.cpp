@@ -51,8 +51,7 @@ int digit_value(char c) { return c >= '0' && c <= '9' ? c - '0' : 0; }
 
 }  // namespace
 
-int parse_uri(const char *uri, char *scheme, char *host, char *port, char *path,
-              const char **rest)
+int parse_uri(const char *uri, char *scheme, char *host, char *port, char *path, const char **rest)
 {
     scheme[0] = host[0] = port[0] = path[0] = '\0';
     if (rest)

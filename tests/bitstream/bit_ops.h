@@ -186,10 +186,14 @@ inline WriterOp random_writer_op(Rng &rng, bool deinit_ok = true)
     case 1: return {"write1", {bit}, [=](auto &w) { return uint32_t(w.write1(bit)); }};
     case 2: return {"write_ue", {ue}, [=](auto &w) { return w.write_ue(ue), 0u; }, is_long_ue(ue)};
     case 3:
-        return {"write_se", {se}, [=](auto &w) { return w.write_se(se), 0u; },
+        return {"write_se",
+                {se},
+                [=](auto &w) { return w.write_se(se), 0u; },
                 is_long_ue(se_code_number(se))};
     case 4:
-        return {"write_te", {te, range}, [=](auto &w) { return w.write_te(te, range), 0u; },
+        return {"write_te",
+                {te, range},
+                [=](auto &w) { return w.write_te(te, range), 0u; },
                 range >= 2 && is_long_ue(te)};
     case 5: return {"sink", {}, [](auto &w) { return uint32_t(w.sink()); }};
     default: return {"deinit", {}, [](auto &w) { return uint32_t(w.deinit()); }};

@@ -71,7 +71,7 @@ TEST(BitModel, WriterMatchesAtEveryStep)
         BitWriterModel model{std::vector<uint8_t>(buf.get(), buf.get() + reach), size - 1};
         std::vector<WriterOp> ops;
         // Until a few steps past the point where write can no longer drain.
-        for (int tail = 0; ops.size() < 300 && tail < 10; tail += model.cur + 4 > model.end) {
+        for (int tail = 0; ops.size() < 300 && tail<10; tail += model.cur + 4> model.end) {
             const bool deinit_ok = model.cur + model.pending_bytes() <= reach;
             WriterOp op = random_writer_op(rng, deinit_ok);
             while (op.long_code && model.left <= 0)
@@ -101,9 +101,9 @@ TEST(BitFuzz, ReaderAndWriterStayInsideTheirBuffers)
         ozmu_bsw w;
         ozmu_bsr_init(&r, in.get(), size, nullptr);
         ozmu_bsw_init(&w, out.get(), size, nullptr);
-        for (int step = 0, tail = 0; step < 300 && tail < 10; ++step, tail += r.cur > r.end)
+        for (int step = 0, tail = 0; step < 300 && tail<10; ++step, tail += r.cur> r.end)
             random_reader_op(rng)(&r);
-        for (int step = 0, tail = 0; step < 300 && tail < 10; ++step, tail += w.cur + 4 > w.end)
+        for (int step = 0, tail = 0; step < 300 && tail<10; ++step, tail += w.cur + 4> w.end)
             random_writer_op(rng, w.cur - w.beg + ((39 - w.leftbits) >> 3) <= size + 3)(&w);
     }
 }

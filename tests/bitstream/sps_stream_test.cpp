@@ -128,8 +128,11 @@ void finish(StreamRow &d, uint32_t chroma_array_type, uint32_t layout, uint32_t 
 // The profiles of the sample streams, plain and with the constraint flag that marks a variant:
 // constraint_set1 for Constrained Baseline, constraint_set3 for the intra profiles.
 const std::map<uint32_t, std::pair<const char *, const char *>> kAvcProfiles = {
-    {66, {"Baseline", "Constrained Baseline"}}, {77, {"Main", "Main"}}, {100, {"High", "High"}},
-    {110, {"High 10", "High 10 Intra"}}, {122, {"High 4:2:2", "High 4:2:2 Intra"}},
+    {66, {"Baseline", "Constrained Baseline"}},
+    {77, {"Main", "Main"}},
+    {100, {"High", "High"}},
+    {110, {"High 10", "High 10 Intra"}},
+    {122, {"High 4:2:2", "High 4:2:2 Intra"}},
     {244, {"High 4:4:4 Predictive", "High 4:4:4 Intra"}}};
 
 void parse_avc_sps(SyntaxReader &r, StreamRow &d)
@@ -178,7 +181,7 @@ void parse_avc_sps(SyntaxReader &r, StreamRow &d)
     const auto profile = kAvcProfiles.find(profile_idc);
     if (profile != kAvcProfiles.end())
         d.profile = constraint_flags & (profile_idc == 66 ? 0x10 : 0x04) ? profile->second.second
-                                                                        : profile->second.first;
+                                                                         : profile->second.first;
     // The decoder delivers monochrome pictures as 4:2:0.
     finish(d, separate_planes ? 0 : chroma_format_idc, std::max(chroma_format_idc, 1u), bit_depth,
            2 - frame_mbs_only, win);
@@ -214,7 +217,7 @@ void parse_hevc_sps(SyntaxReader &r, StreamRow &d)
     const uint32_t log2_max_poc_lsb = r.ue() + 4;
     ASSERT_LE(log2_max_poc_lsb, 16u);
     for (uint32_t i = r.u(1) ? 0 : sub_layers; i <= sub_layers; ++i)
-        r.skip("ue ue ue");  // picture buffering of all sub-layers or only the top one
+        r.skip("ue ue ue");       // picture buffering of all sub-layers or only the top one
     r.skip("ue ue ue ue ue ue");  // coding and transform block sizes
     if (r.u(1) && r.u(1))         // scaling lists enabled and sent
         for (int size_id = 0; size_id < 4; ++size_id)
@@ -280,8 +283,8 @@ std::vector<uint8_t> rewrite(const std::vector<Element> &elements, size_t expect
     }
     EXPECT_EQ(ozmu_bsw_sink(&bw), 0);
     const size_t produced = std::min(static_cast<size_t>(bw.cur - bw.beg), buf.size());
-    EXPECT_TRUE(std::all_of(buf.begin() + produced, buf.end(),
-                            [](uint8_t b) { return b == kGuard; }));
+    EXPECT_TRUE(
+        std::all_of(buf.begin() + produced, buf.end(), [](uint8_t b) { return b == kGuard; }));
     buf.resize(produced);
     return buf;
 }

@@ -21,7 +21,9 @@ int64_t addr(const void *p) { return int64_t(uintptr_t(p)); }
 bool zeroed(const void *p, size_t n) { return same_bytes(std::vector<uint8_t>(n).data(), p, n); }
 
 // Planes 1 and 2 are ceil(W / wdiv) x ceil(H / hdiv), plane 3 is W x H.
-struct Format { int cs, planes, wdiv, hdiv, bytes; };
+struct Format {
+    int cs, planes, wdiv, hdiv, bytes;
+};
 const Format kPlanar[] = {
     {OZMU_CS_YUV400, 1, 1, 1, 1},   {OZMU_CS_YUV420, 3, 2, 2, 1},   {OZMU_CS_YUV422, 3, 2, 1, 1},
     {OZMU_CS_YUV444, 3, 1, 1, 1},   {OZMU_CS_YUV440, 3, 1, 2, 1},   {OZMU_CS_YUV400_16, 1, 1, 1, 2},
@@ -34,8 +36,10 @@ const Format kPlanar[] = {
 Format model(int cs)
 {
     for (const Format &f : kPlanar)
-        if (f.cs == cs) return f;
-    if (cs >= 100 && cs <= 599) return {cs, 1, 1, 1, cs < 300 ? 2 : cs / 100 == 4 ? 3 : 4};
+        if (f.cs == cs)
+            return f;
+    if (cs >= 100 && cs <= 599)
+        return {cs, 1, 1, 1, cs < 300 ? 2 : cs / 100 == 4 ? 3 : 4};
     return {cs, 0, 1, 1, 1};
 }
 int sub(int size, int div, int i) { return i == 1 || i == 2 ? (size + div - 1) / div : size; }
@@ -155,7 +159,8 @@ TEST(Expand, PlanarFormatsFillEachBorderFromItsEdgesOthersAreRefusedUntouched)
                         const int ph = int(pad[i] >> 16), pv = int(pad[i] & 0xFFFF);
                         got.emplace_back(w + 2 * ph, h + 2 * pv, b).fill(rng, pattern, 0, 0x3FF);
                         want.emplace_back(w + 2 * ph, h + 2 * pv, b).copy_from(got[i]);
-                        if (f.planes) expand_model(want[i], w, h, b, ph, pv);
+                        if (f.planes)
+                            expand_model(want[i], w, h, b, ph, pv);
                         img.plane[i] = got[i].row(pv) + ph * b, img.stride[i] = got[i].stride();
                     }
                     ASSERT_EQ(ozmu_imgb_expand(&img, pad), f.planes ? 0 : OZMU_ERR_UNSUPPORTED_CS);
@@ -173,9 +178,11 @@ TEST(Expand, SixteenBitRowStepIsTheStrideRoundedUpToEven)
     for (int stride : {19, 20, -19}) {
         const int step = ((stride + 1) & ~1) / 2;  // in samples
         std::vector<uint16_t> mem(80, 0xA5A5), want;
-        for (int y = 0; y < 3; ++y) (&mem[40])[y * step] = uint16_t(0x3F0 + y);
+        for (int y = 0; y < 3; ++y)
+            (&mem[40])[y * step] = uint16_t(0x3F0 + y);
         want = mem;
-        for (int y = 0; y < 3; ++y) std::fill_n(&want[41] + y * step, 5, uint16_t(0x3F0 + y));
+        for (int y = 0; y < 3; ++y)
+            std::fill_n(&want[41] + y * step, 5, uint16_t(0x3F0 + y));
         ozmu_imgb_expand_ver_16(&mem[40], &mem[41], 3, stride, 5);
         EXPECT_TRUE(same_bytes(want.data(), mem.data(), mem.size() * 2)) << stride;
     }
@@ -192,7 +199,8 @@ void *pool_alloc(int size, uint64_t *aux)
 {
     pool.last_size = size;
     *aux = 0xA000000000000000ull + (uint64_t(pool.calls) << 32);
-    if (pool.calls++ == pool.fail_at) return nullptr;
+    if (pool.calls++ == pool.fail_at)
+        return nullptr;
     void *p = std::memset(std::malloc(size_t(size) + 1), kMarker, size_t(size));
     return pool.live[p] = *aux, p;
 }
@@ -211,7 +219,8 @@ struct Counted : ::testing::Test {
     void TearDown() override
     {
         EXPECT_EQ(V({pool.bad_frees, int64_t(pool.live.size())}), V({0, 0}));  // bad frees, leaks
-        for (auto &[p, aux] : pool.live) std::free(p);
+        for (auto &[p, aux] : pool.live)
+            std::free(p);
         pool = Pool{};
     }
 };
@@ -232,10 +241,12 @@ void expect_counting(T *obj, int payload_blocks)
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([&] {
-            for (int r = 0; r < 3000; ++r) bad += obj->addref(obj) < 2 || obj->release(obj) < 1;
+            for (int r = 0; r < 3000; ++r)
+                bad += obj->addref(obj) < 2 || obj->release(obj) < 1;
             zeros += release(obj) == 0;
         });
-    for (std::thread &th : threads) th.join();
+    for (std::thread &th : threads)
+        th.join();
     EXPECT_EQ(V({bad, zeros, pool.frees - frees}), V({0, 1, payload_blocks}));
 }
 
@@ -253,13 +264,15 @@ TEST_F(Counted, EveryObjectCountsAcrossThreadsAndFreesOnce)
     expect_counting(b, 0);
     expect_counting(m, 0);
     expect_counting(ozmu_imgb_create(32, 32, OZMU_CS_YUV420, 0, nullptr, nullptr, pool_alloc,
-                                     pool_free, nullptr), 1);
+                                     pool_free, nullptr),
+                    1);
     expect_counting(ozmu_audb_create(16, 3, 16, 0, 0, 0, pool_alloc, pool_free, nullptr), 3);
     expect_counting(ozmu_bitb_create(64, 5, 0, pool_alloc, pool_free, nullptr), 1);
     expect_counting(ozmu_audb_create(16, 2, 16, 0, 0, 0, pool_alloc, nullptr, nullptr), 0);
     expect_counting(ozmu_bitb_create(64, 5, 0, pool_alloc, nullptr, nullptr), 0);
     EXPECT_EQ(pool.live.size(), 3u);  // kept for their owner
-    for (const auto &[p, aux] : std::map(pool.live)) pool_free(p, aux);
+    for (const auto &[p, aux] : std::map(pool.live))
+        pool_free(p, aux);
 }
 
 // Planes follow each other from frame_base[0], each starting past its top and left border. The
@@ -267,13 +280,13 @@ TEST_F(Counted, EveryObjectCountsAcrossThreadsAndFreesOnce)
 void expect_layout(const ozmu_imgb *img, const Info &g)
 {
     const int64_t base = addr(img->frame_base[0]), aux = int64_t(img->frame_aux[0]);
-    V got{img->width, img->height, img->cs, img->aligned_width, img->aligned_height, img->x, img->y,
-          zeroed(img->reserved, sizeof img->reserved)};
+    V got{img->width,          img->height, img->cs, img->aligned_width,
+          img->aligned_height, img->x,      img->y,  zeroed(img->reserved, sizeof img->reserved)};
     V want{g.rec.width, g.rec.height, g.rec.cs, g.aw[0], g.ah[0], 0, 0, 1};
     for (int64_t i = 0, at = 0; i < 4; at += int64_t(g.rec.stride[i]) * g.rec.rows[i], ++i) {
-        got.insert(got.end(), {addr(img->frame_base[i]), int64_t(img->frame_aux[i]),
-                               addr(img->plane[i]), int64_t(img->plane_aux[i]), img->stride[i],
-                               img->rows[i]});
+        got.insert(got.end(),
+                   {addr(img->frame_base[i]), int64_t(img->frame_aux[i]), addr(img->plane[i]),
+                    int64_t(img->plane_aux[i]), img->stride[i], img->rows[i]});
         const int64_t on = i < g.planes, x = aux + at;
         const int64_t border = g.pad && on ? g.padx[i] + (g.pad[i] & 0xFFFF) * g.rec.stride[i] : 0;
         want.insert(want.end(), {on * (base + at), on * x, on * (base + at + border),
@@ -322,8 +335,8 @@ TEST_F(Counted, ImageLayoutOptionsAndRebirth)
             SCOPED_TRACE(::testing::Message() << cs << " " << w << "x" << h << " " << variant);
             const Info g(cs, w, h, a, p);
             int err = 1;  // a free callback without an allocator is ignored
-            ozmu_imgb *img = ozmu_imgb_create(w, h, cs, opt, a, p, opt ? pool_alloc : nullptr,
-                                              pool_free, &err);
+            ozmu_imgb *img =
+                ozmu_imgb_create(w, h, cs, opt, a, p, opt ? pool_alloc : nullptr, pool_free, &err);
             ASSERT_NE(img, nullptr);
             expect_layout(img, g);
             // The frame asked for is frame_size bytes; the default one is 32-byte aligned.
@@ -366,12 +379,15 @@ TEST_F(Counted, FailedCreationsLeakNothing)
         };
         // An allocation before these refusals would fail and report -203 instead.
         expect_err(ozmu_imgb_create(16, 16, OZMU_CS_YUV420, 0, nullptr, nullptr, pool_alloc,
-                                    nullptr, arm(0)), OZMU_ERR_INVALID_ARG);
+                                    nullptr, arm(0)),
+                   OZMU_ERR_INVALID_ARG);
         for (int cs : {45, 650, 0, -1})
-            expect_err(ozmu_imgb_create(16, 16, cs, 3, nullptr, nullptr, pool_alloc, pool_free,
-                                        arm(0)), OZMU_ERR_UNSUPPORTED_CS);
+            expect_err(
+                ozmu_imgb_create(16, 16, cs, 3, nullptr, nullptr, pool_alloc, pool_free, arm(0)),
+                OZMU_ERR_UNSUPPORTED_CS);
         expect_err(ozmu_imgb_create(16, 16, OZMU_CS_YUV420, 3, nullptr, nullptr, pool_alloc,
-                                    pool_free, arm(0)), OZMU_ERR_ALLOC_FRAME);
+                                    pool_free, arm(0)),
+                   OZMU_ERR_ALLOC_FRAME);
         for (int k = 0; k < 8; ++k) {  // audio frees exactly the channels allocated before
             expect_err(ozmu_audb_create(64, 8, 16, 0, 0, 0, pool_alloc, pool_free, arm(k)), -203);
             EXPECT_EQ(V({pool.calls, pool.frees}), V({k + 1, k}));
@@ -381,17 +397,19 @@ TEST_F(Counted, FailedCreationsLeakNothing)
         expect_err(ozmu_bitb_create(32, 5, 0, pool_alloc, pool_free, arm(0)), -204);
         expect_err(ozmu_bitb_create(-1, 0, 0, nullptr, nullptr, arm(-1)), OZMU_ERR_ALLOC_BUF);
         EXPECT_EQ(pool.live.size(), 1u);  // no free callback: its first buffer stays the caller's
-        for (const auto &[p, aux] : std::map(pool.live)) pool_free(p, aux);
+        for (const auto &[p, aux] : std::map(pool.live))
+            pool_free(p, aux);
     }
 }
 
 // A free callback passed alone is ignored for the default 32-byte aligned allocator with aux 0.
 TEST_F(Counted, AudioBuffersPerChannelOrInterleaved)
 {
-    const int cases[][6] = {  // samples, channels, bits, layout; then bytes and buffers
-        {1024, 2, 16, 0, 2048, 2}, {1024, 2, 16, 1, 4096, 1}, {100, 1, 12, 0, 200, 1},
-        {100, 3, 24, -1, 300, 3},  {100, 2, 32, 100, 400, 2}, {100, 3, 12, 99, 600, 1},
-        {100, 8, 1, 0, 100, 8}};
+    const int cases[][6] = {// samples, channels, bits, layout; then bytes and buffers
+                            {1024, 2, 16, 0, 2048, 2}, {1024, 2, 16, 1, 4096, 1},
+                            {100, 1, 12, 0, 200, 1},   {100, 3, 24, -1, 300, 3},
+                            {100, 2, 32, 100, 400, 2}, {100, 3, 12, 99, 600, 1},
+                            {100, 8, 1, 0, 100, 8}};
     for (const auto &[samples, channels, bits, layout, bytes, n] : cases) {
         ozmu_audb *a = ozmu_audb_create(samples, channels, bits, 44100, layout, 0, nullptr,
                                         pool_free, nullptr);

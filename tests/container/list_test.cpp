@@ -39,9 +39,9 @@ void record_release(void *data)
 TEST(List, AllocationFailuresChangeNothing)
 {
     using namespace ozmu::container;
-    EXPECT_EQ(3, expect_clean_failures(
-                     [](const Heap &heap) { return list_create(12, nullptr, heap); },
-                     ozmu_list_delete));
+    EXPECT_EQ(3,
+              expect_clean_failures([](const Heap &heap) { return list_create(12, nullptr, heap); },
+                                    ozmu_list_delete));
     EXPECT_EQ(ozmu_list_create(-1, nullptr), nullptr);
     ozmu_list_delete(nullptr);
 
@@ -105,9 +105,9 @@ TEST(ListModel, RandomOperationSequences)
         for (int step = 0, next_value = 0; step < 250; ++step) {
             const int n = m.size();
             const int op = rng.range(0, 9) < 4 ? rng.range(0, 2) : rng.range(3, 16);
-            const int index = rng.range(0, 15)  ? rng.range(-2, n + 2)
-                              : rng.coin() ? INT_MIN
-                                           : INT_MAX;
+            const int index = rng.range(0, 15) ? rng.range(-2, n + 2)
+                              : rng.coin()     ? INT_MIN
+                                               : INT_MAX;
             void *got = nullptr;
             int want = -1;  // the model's index of the element returned
             switch (op) {

@@ -110,8 +110,15 @@ struct RbufModel {
     int fillc() const { return (w < r ? s : w) - r; }
     std::vector<int> queries() const
     {
-        return {empty(), full(), r > w ? r - w - 1 : s - w + r + 1, w >= r ? w - r : s + w - r - 1,
-                freec(), fillc(), s - 1, full() ? -1 : w, empty() ? -1 : r};
+        return {empty(),
+                full(),
+                r > w ? r - w - 1 : s - w + r + 1,
+                w >= r ? w - r : s + w - r - 1,
+                freec(),
+                fillc(),
+                s - 1,
+                full() ? -1 : w,
+                empty() ? -1 : r};
     }
 
     int put(const uint8_t *src, int n)
@@ -272,12 +279,8 @@ TEST(RbufModel, RandomOperationSequences)
                 std::copy(text.begin(), text.end(), m.st.begin() + m.w);
                 [[fallthrough]];
             }
-            case 5:
-                got = ozmu_rbuf_skip_head(rb, n), want = m.skip_head(n);
-                break;
-            case 6:
-                got = ozmu_rbuf_skip_tail(rb, n), want = m.skip_tail(n);
-                break;
+            case 5: got = ozmu_rbuf_skip_head(rb, n), want = m.skip_head(n); break;
+            case 6: got = ozmu_rbuf_skip_tail(rb, n), want = m.skip_tail(n); break;
             default:
                 if (rng.coin()) {
                     ozmu_rbuf_empty(rb);
@@ -293,12 +296,15 @@ TEST(RbufModel, RandomOperationSequences)
             int head_len, tail_len;
             ozmu_rbuf_get_head(rb, &head, &head_len);
             ozmu_rbuf_get_tail(rb, &tail, &tail_len);
-            const std::vector<int> queries{
-                ozmu_rbuf_is_empty(rb),      ozmu_rbuf_is_full(rb),
-                ozmu_rbuf_get_free_len(rb),  ozmu_rbuf_get_fill_len(rb),
-                ozmu_rbuf_get_freec_len(rb), ozmu_rbuf_get_fillc_len(rb),
-                ozmu_rbuf_get_tot_len(rb),   head ? int(head - rb->storage) : -1,
-                tail ? int(tail - rb->storage) : -1};
+            const std::vector<int> queries{ozmu_rbuf_is_empty(rb),
+                                           ozmu_rbuf_is_full(rb),
+                                           ozmu_rbuf_get_free_len(rb),
+                                           ozmu_rbuf_get_fill_len(rb),
+                                           ozmu_rbuf_get_freec_len(rb),
+                                           ozmu_rbuf_get_fillc_len(rb),
+                                           ozmu_rbuf_get_tot_len(rb),
+                                           head ? int(head - rb->storage) : -1,
+                                           tail ? int(tail - rb->storage) : -1};
             ASSERT_EQ(queries, m.queries());
             ASSERT_EQ(head_len, head ? m.freec() : 0);
             ASSERT_EQ(tail_len, tail ? m.fillc() : 0);

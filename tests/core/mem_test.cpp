@@ -104,12 +104,16 @@ template <class Ref, class Vec>
 
 // One signature for all fills (the 64-bit counts and mclr's missing value adapted).
 #define FILL(f, ...)                                                                               \
-    {#f, [](void *d, int v, int n) { (void)v, ozmu::ref::f(__VA_ARGS__); },                        \
-     [](void *d, int v, int n) { (void)v, vec::f(__VA_ARGS__); }}
-const struct { const char *name; decltype(&ozmu::ref::mset16) ref, vec; } kFills[] = {
-    FILL(mset_x128, d, v, n), FILL(mset_x64, d, v, n),    FILL(mset_x64a, d, v, n),
-    FILL(mset_x32, d, v, n),  FILL(mset_x32ax4, d, v, n), FILL(mclr_x64, d, n),
-    FILL(mset16, d, v, n)};
+    {                                                                                              \
+#f, [](void *d, int v, int n) { (void)v, ozmu::ref::f(__VA_ARGS__); },                        \
+     [](void *d, int v, int n) { (void)v, vec::f(__VA_ARGS__); }    \
+    }
+const struct {
+    const char *name;
+    decltype(&ozmu::ref::mset16) ref, vec;
+} kFills[] = {FILL(mset_x128, d, v, n), FILL(mset_x64, d, v, n),    FILL(mset_x64a, d, v, n),
+              FILL(mset_x32, d, v, n),  FILL(mset_x32ax4, d, v, n), FILL(mclr_x64, d, n),
+              FILL(mset16, d, v, n)};
 
 TEST(MemVector, FillsMatchReferenceOnEveryLength)
 {
@@ -121,21 +125,31 @@ TEST(MemVector, FillsMatchReferenceOnEveryLength)
             const int values[] = {0, 0xFF, 0x1AB, -1, 0x8000, static_cast<int>(rng.u32())};
             const int v = values[rng.range(0, 5)];
             SCOPED_TRACE(::testing::Message() << k.name << " n=" << n << " value=" << v);
-            ASSERT_TRUE(guarded_agree(2 * static_cast<size_t>(std::max(n, 0)) + 256, nullptr,
-                                      [&](uint8_t *d, const uint8_t *) { k.ref(d, v, n); },
-                                      [&](uint8_t *d, const uint8_t *) { k.vec(d, v, n); }));
+            ASSERT_TRUE(guarded_agree(
+                2 * static_cast<size_t>(std::max(n, 0)) + 256, nullptr,
+                [&](uint8_t *d, const uint8_t *) { k.ref(d, v, n); },
+                [&](uint8_t *d, const uint8_t *) { k.vec(d, v, n); }));
         }
 }
 
 using CopyFn = void (*)(void *, const void *, int, int, int, int);
-#define COPY(f, unit, block) {#f, ozmu::ref::f, vec::f, unit, block}
+#define COPY(f, unit, block)                                                                       \
+    {                                                                                              \
+#f, ozmu::ref::f, vec::f, unit, block                                                      \
+    }
 // unit: bytes per sample.
-const struct { const char *name; CopyFn ref, vec; int unit; bool block; } kCopies[] = {
-    COPY(mcpy_pic, 1, false), COPY(mcpy_pic_16, 2, false), COPY(mcpy_blk, 1, true),
-    COPY(mcpy_blk_16, 2, true)};
+const struct {
+    const char *name;
+    CopyFn ref, vec;
+    int unit;
+    bool block;
+} kCopies[] = {COPY(mcpy_pic, 1, false), COPY(mcpy_pic_16, 2, false), COPY(mcpy_blk, 1, true),
+               COPY(mcpy_blk_16, 2, true)};
 // Extra destination and source stride in samples: odd, wide, and negative strides.
-const struct { int dst_extra, src_extra; bool negative; } kGeometries[] = {
-    {1, 0, false}, {2, 900, false}, {6, 30, true}};
+const struct {
+    int dst_extra, src_extra;
+    bool negative;
+} kGeometries[] = {{1, 0, false}, {2, 900, false}, {6, 30, true}};
 
 TEST(MemVector, CopiesMatchReferenceOnEveryShape)
 {
@@ -168,8 +182,8 @@ TEST(MemVector, CopiesMatchReferenceOnEveryShape)
                             f(d, s, stride, stride, width, height);
                         };
                     };
-                    ASSERT_TRUE(guarded_agree(source.size(), source.data(), with(k.ref),
-                                              with(k.vec)));
+                    ASSERT_TRUE(
+                        guarded_agree(source.size(), source.data(), with(k.ref), with(k.vec)));
                 }
             }
         }

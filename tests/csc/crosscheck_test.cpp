@@ -98,8 +98,8 @@ std::vector<uint8_t> convert(ozmu_fn_csc fn, const Picture &p, int dst_cs, int s
 }
 
 // Every channel within kTolerance of swscale, small mean error per channel, alpha 255.
-void expect_close_to_swscale(const Picture &p, const std::vector<uint8_t> &out,
-                             const Order &order, int dst_stride)
+void expect_close_to_swscale(const Picture &p, const std::vector<uint8_t> &out, const Order &order,
+                             int dst_stride)
 {
     std::array<long, 3> abs_sum{};
     int worst = 0, reported = 0, alpha_wrong = 0;
@@ -112,8 +112,8 @@ void expect_close_to_swscale(const Picture &p, const std::vector<uint8_t> &out,
                 abs_sum[c] += diff;
                 worst = std::max(worst, diff);
                 if (diff > kTolerance && reported++ < 5)
-                    ADD_FAILURE() << "pixel (" << x << ", " << y << ") channel " << "RGB"[c]
-                                  << ": " << int(got[order.at[c]]) << ", swscale "
+                    ADD_FAILURE() << "pixel (" << x << ", " << y << ") channel "
+                                  << "RGB"[c] << ": " << int(got[order.at[c]]) << ", swscale "
                                   << int(want[c]);
             }
             alpha_wrong += got[order.at[3]] != 255;

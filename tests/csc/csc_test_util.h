@@ -26,8 +26,10 @@ inline int pack_565(int r, int g, int b) { return (r >> 3) << 11 | (g >> 2) << 5
 inline void put_ordered(const char *order, const std::array<int, 3> &rgb, int alpha, uint8_t *px)
 {
     for (int k = 0; order[k]; ++k)
-        px[k] = static_cast<uint8_t>(order[k] == 'R' ? rgb[0] : order[k] == 'G' ? rgb[1]
-                                     : order[k] == 'B' ? rgb[2] : alpha);
+        px[k] = static_cast<uint8_t>(order[k] == 'R'   ? rgb[0]
+                                     : order[k] == 'G' ? rgb[1]
+                                     : order[k] == 'B' ? rgb[2]
+                                                       : alpha);
 }
 
 // The bilinear walk along one axis: 14.18 step between taps and the tap spacing shift.
@@ -51,8 +53,8 @@ int bilinear_sample(Axis ax, Axis ay, int i, int j, Fetch fetch)
     const int x = i * ax.step, y = j * ay.step, h = (x >> 15) & 7, v = (y >> 15) & 7;
     const int c0 = (x >> 18) << ax.shift, c1 = ((x >> 18) + 1) << ax.shift;
     const int r0 = (y >> 18) << ay.shift, r1 = ((y >> 18) + 1) << ay.shift;
-    const int taps[4][3] = {{r0, c0, (8 - h) * (8 - v)}, {r0, c1, h * (8 - v)},
-                            {r1, c0, (8 - h) * v},       {r1, c1, h * v}};
+    const int taps[4][3] = {
+        {r0, c0, (8 - h) * (8 - v)}, {r0, c1, h * (8 - v)}, {r1, c0, (8 - h) * v}, {r1, c1, h * v}};
     int sum = 0;
     for (const auto &t : taps)
         if (t[2] != 0)

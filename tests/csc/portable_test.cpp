@@ -137,75 +137,139 @@ const std::vector<Slot> kPlanes3{kB8, kB8, kB8}, kPlanes4{kB8, kB8, kB8, kB8},
 const Case kCases[] = {
     // To RGB.
     {"yuv444_to_r8g8b8", ozmu_csc_yuv444_to_r8g8b8, kPlanes3, kPlanes3,
-     PIXEL { const Rgb c = yuv_to_rgb(s); set(d, {c[0], c[1], c[2]}); }},
-    {"yuv444_to_rgb565", ozmu_csc_yuv444_to_rgb565, kPlanes3, {kW16},
-     PIXEL { d[0] = pack_565(yuv_to_rgb(s)); }},
-    {"yuv444_to_rgb565a8", ozmu_csc_yuv444_to_rgb565a8, kPlanes3, k565a8,
-     PIXEL { set(d, {pack_565(yuv_to_rgb(s)), 255}); }},
-    {"yuv444_to_argb8888", ozmu_csc_yuv444_to_argb8888, kPlanes3, kQuad,
-     PIXEL { const Rgb c = yuv_to_rgb(s); set(d, {-1, c[0], c[1], 255}); }},
-    {"yuv444_to_bgra8888", ozmu_csc_yuv444_to_bgra8888, kPlanes3, kQuad,
-     PIXEL { const Rgb c = yuv_to_rgb(s); set(d, {c[2], c[1], c[0], 255}); }},
-    {"yuv444a8_to_argb8888", ozmu_csc_yuv444a8_to_argb8888, kPlanes4, kQuad,
-     PIXEL { const Rgb c = yuv_to_rgb(s); set(d, {s[3], c[0], c[1], c[2]}); }},
-    {"yuv444a8_to_bgra8888", ozmu_csc_yuv444a8_to_bgra8888, kPlanes4, kQuad,
-     PIXEL { const Rgb c = yuv_to_rgb(s); set(d, {c[2], c[1], c[0], s[3]}); }},
-    {"yuv444a8_to_rgb565a8", ozmu_csc_yuv444a8_to_rgb565a8, kPlanes4, k565a8,
-     PIXEL { set(d, {pack_565(yuv_to_rgb(s)), s[3]}); }},
-    {"yuv444a8_to_rgba5658", ozmu_csc_yuv444a8_to_rgba5658, kPlanes4, k5658,
-     PIXEL { set(d, {pack_565(yuv_to_rgb(s)), s[3]}); }},
-    {"r8g8b8_to_rgb565", ozmu_csc_r8g8b8_to_rgb565, kPlanes3, {kW16},
-     PIXEL { d[0] = pack_565(s[0], s[1], s[2]); }},
-    {"x8y8z8_to_xyz565a8", ozmu_csc_x8y8z8_to_xyz565a8, kPlanes3, k565a8,
-     PIXEL { set(d, {pack_565(s[0], s[1], s[2]), 255}); }},
-    {"x8y8z8a8_to_xyz565a8", ozmu_csc_x8y8z8a8_to_xyz565a8, kPlanes4, k565a8,
-     PIXEL { set(d, {pack_565(s[0], s[1], s[2]), s[3]}); }},
-    {"r8g8b8_to_argb8888", ozmu_csc_r8g8b8_to_argb8888, kPlanes3, kQuad,
-     PIXEL { set(d, {255, s[0], s[1], s[2]}); }},
-    {"r8g8b8_to_bgra8888", ozmu_csc_r8g8b8_to_bgra8888, kPlanes3, kQuad,
-     PIXEL { set(d, {s[2], s[1], s[0], 255}); }},
-    {"r8g8b8a8_to_argb8888", ozmu_csc_r8g8b8a8_to_argb8888, kPlanes4, kQuad,
-     PIXEL { set(d, {s[3], s[0], s[1], s[2]}); }},
-    {"r8g8b8a8_to_bgra8888", ozmu_csc_r8g8b8a8_to_bgra8888, kPlanes4, kQuad,
-     PIXEL { set(d, {s[2], s[1], s[0], s[3]}); }},
+     PIXEL{const Rgb c = yuv_to_rgb(s);
+set(d, {c[0], c[1], c[2]});
+}  // namespace
+}
+, {"yuv444_to_rgb565", ozmu_csc_yuv444_to_rgb565, kPlanes3, {kW16},
+   PIXEL{d[0] = pack_565(yuv_to_rgb(s));
+}
+}
+, {"yuv444_to_rgb565a8", ozmu_csc_yuv444_to_rgb565a8, kPlanes3, k565a8,
+   PIXEL{set(d, {pack_565(yuv_to_rgb(s)), 255});
+}
+}
+, {"yuv444_to_argb8888", ozmu_csc_yuv444_to_argb8888, kPlanes3, kQuad,
+   PIXEL{const Rgb c = yuv_to_rgb(s);
+set(d, {-1, c[0], c[1], 255});
+}
+}
+, {"yuv444_to_bgra8888", ozmu_csc_yuv444_to_bgra8888, kPlanes3, kQuad,
+   PIXEL{const Rgb c = yuv_to_rgb(s);
+set(d, {c[2], c[1], c[0], 255});
+}
+}
+, {"yuv444a8_to_argb8888", ozmu_csc_yuv444a8_to_argb8888, kPlanes4, kQuad,
+   PIXEL{const Rgb c = yuv_to_rgb(s);
+set(d, {s[3], c[0], c[1], c[2]});
+}
+}
+, {"yuv444a8_to_bgra8888", ozmu_csc_yuv444a8_to_bgra8888, kPlanes4, kQuad,
+   PIXEL{const Rgb c = yuv_to_rgb(s);
+set(d, {c[2], c[1], c[0], s[3]});
+}
+}
+, {"yuv444a8_to_rgb565a8", ozmu_csc_yuv444a8_to_rgb565a8, kPlanes4, k565a8,
+   PIXEL{set(d, {pack_565(yuv_to_rgb(s)), s[3]});
+}
+}
+, {"yuv444a8_to_rgba5658", ozmu_csc_yuv444a8_to_rgba5658, kPlanes4, k5658,
+   PIXEL{set(d, {pack_565(yuv_to_rgb(s)), s[3]});
+}
+}
+, {"r8g8b8_to_rgb565", ozmu_csc_r8g8b8_to_rgb565, kPlanes3, {kW16},
+   PIXEL{d[0] = pack_565(s[0], s[1], s[2]);
+}
+}
+, {"x8y8z8_to_xyz565a8", ozmu_csc_x8y8z8_to_xyz565a8, kPlanes3, k565a8,
+   PIXEL{set(d, {pack_565(s[0], s[1], s[2]), 255});
+}
+}
+, {"x8y8z8a8_to_xyz565a8", ozmu_csc_x8y8z8a8_to_xyz565a8, kPlanes4, k565a8,
+   PIXEL{set(d, {pack_565(s[0], s[1], s[2]), s[3]});
+}
+}
+, {"r8g8b8_to_argb8888", ozmu_csc_r8g8b8_to_argb8888, kPlanes3, kQuad,
+   PIXEL{set(d, {255, s[0], s[1], s[2]});
+}
+}
+, {"r8g8b8_to_bgra8888", ozmu_csc_r8g8b8_to_bgra8888, kPlanes3, kQuad,
+   PIXEL{set(d, {s[2], s[1], s[0], 255});
+}
+}
+, {"r8g8b8a8_to_argb8888", ozmu_csc_r8g8b8a8_to_argb8888, kPlanes4, kQuad,
+   PIXEL{set(d, {s[3], s[0], s[1], s[2]});
+}
+}
+, {"r8g8b8a8_to_bgra8888", ozmu_csc_r8g8b8a8_to_bgra8888, kPlanes4, kQuad,
+   PIXEL{set(d, {s[2], s[1], s[0], s[3]});
+}
+}
+,
     // Grey from plane 0; planes 1 and 2 are passed as null.
     {"r8g8b8a8_to_rgba5658", ozmu_csc_r8g8b8a8_to_rgba5658, {kB8, kNone, kNone, kB8}, k5658,
-     PIXEL { set(d, {pack_565(s[0], s[0], s[0]), s[3]}); }},
+     PIXEL{set(d, {pack_565(s[0], s[0], s[0]), s[3]});
+}
+}
+,
     // To YUV and between YUV layouts.
     {"r8g8b8_to_yuv444", ozmu_csc_r8g8b8_to_yuv444, kPlanes3, kPlanes3,
-     PIXEL { rgb_to_yuv(s[0], s[1], s[2], d); }},
-    {"rgb888_to_yuv444", ozmu_csc_rgb888_to_yuv444, {kT8, kT8, kT8}, kPlanes3,
-     PIXEL { rgb_to_yuv(s[0], s[1], s[2], d); }},
-    {"rgba8888_to_yuv444a8", ozmu_csc_rgba8888_to_yuv444a8, kQuad, kPlanes4,
-     PIXEL { rgb_to_yuv(s[0], s[1], s[2], d), d[3] = s[3]; }},
-    {"r8g8b8a8_to_yuv444a8", ozmu_csc_r8g8b8a8_to_yuv444a8, kPlanes4, kPlanes4,
-     PIXEL { rgb_to_yuv(s[0], s[1], s[2], d), d[3] = s[3]; }},
-    {"rgb565_to_yuv444", ozmu_csc_rgb565_to_yuv444, {kW16}, kPlanes3,
-     PIXEL { rgb_to_yuv(s[0] >> 11 << 3, (s[0] >> 5 & 63) << 2, (s[0] & 31) << 3, d); }},
-    {"p410_to_r10g10b10", ozmu_csc_p410_to_r10g10b10, {kW10, kW10, kW10}, {kW16, kW16, kW16},
-     PIXEL {
-         const int u = s[1] - 512, v = s[2] - 512;
-         set(d, {std::clamp(s[0] + ((1436 * v + 512) >> 10), 0, 1023),
-                 std::clamp(s[0] - ((352 * u + 732 * v + 512) >> 10), 0, 1023),
-                 std::clamp(s[0] + ((1816 * u + 512) >> 10), 0, 1023)});
-     }},
-    {"r10g10b10_to_p410", ozmu_csc_r10g10b10_to_p410, {kW10, kW10, kW10}, {kW16, kW16, kW16},
-     PIXEL {
-         const int r = s[0], g = s[1], b = s[2];
-         set(d, {std::min((308 * r + 600 * g + 116 * b + 512) >> 10, 1023),
-                 std::max(std::min((-172 * r - 340 * g + 512 * b + 512) >> 10, 1023) + 512, 0),
-                 std::max(std::min((512 * r - 428 * g - 84 * b + 512) >> 10, 1023) + 512, 0)});
-     }},
-    {"yuv444x_to_yuv444x to yuv444a8", ozmu_csc_yuv444x_to_yuv444x, kPlanes4, kPlanes4,
-     PIXEL { set(d, {s[0], s[1], s[2], s[3]}); }, OZMU_CS_YUV444A8},
-    {"yuv444x_to_yuv444x to yuv444", ozmu_csc_yuv444x_to_yuv444x, kPlanes4, kPlanes4,
-     PIXEL { set(d, {s[0], s[1], s[2], -1}); }, OZMU_CS_YUV444},
-    {"yuv444x_to_yuv444x without source alpha", ozmu_csc_yuv444x_to_yuv444x,
-     {kB8, kB8, kB8, kNone}, kPlanes4, PIXEL { set(d, {s[0], s[1], s[2], -1}); },
-     OZMU_CS_YUV444A8},
-    {"p010_to_yuv420", ozmu_csc_p010_to_yuv420, {kW16, kW16, kW16}, kPlanes3,
-     PIXEL { set(d, {s[0] >> 2 & 255, s[1] >> 2 & 255, s[2] >> 2 & 255}); }, 0, true},
-};
+     PIXEL{rgb_to_yuv(s[0], s[1], s[2], d);
+}
+}
+, {"rgb888_to_yuv444", ozmu_csc_rgb888_to_yuv444, {kT8, kT8, kT8}, kPlanes3,
+   PIXEL{rgb_to_yuv(s[0], s[1], s[2], d);
+}
+}
+, {"rgba8888_to_yuv444a8", ozmu_csc_rgba8888_to_yuv444a8, kQuad, kPlanes4,
+   PIXEL{rgb_to_yuv(s[0], s[1], s[2], d), d[3] = s[3];
+}
+}
+, {"r8g8b8a8_to_yuv444a8", ozmu_csc_r8g8b8a8_to_yuv444a8, kPlanes4, kPlanes4,
+   PIXEL{rgb_to_yuv(s[0], s[1], s[2], d), d[3] = s[3];
+}
+}
+, {"rgb565_to_yuv444", ozmu_csc_rgb565_to_yuv444, {kW16}, kPlanes3,
+   PIXEL{rgb_to_yuv(s[0] >> 11 << 3, (s[0] >> 5 & 63) << 2, (s[0] & 31) << 3, d);
+}
+}
+, {"p410_to_r10g10b10", ozmu_csc_p410_to_r10g10b10, {kW10, kW10, kW10}, {kW16, kW16, kW16},
+   PIXEL{const int u = s[1] - 512, v = s[2] - 512;
+set(d, {std::clamp(s[0] + ((1436 * v + 512) >> 10), 0, 1023),
+        std::clamp(s[0] - ((352 * u + 732 * v + 512) >> 10), 0, 1023),
+        std::clamp(s[0] + ((1816 * u + 512) >> 10), 0, 1023)});
+}
+}
+, {"r10g10b10_to_p410", ozmu_csc_r10g10b10_to_p410, {kW10, kW10, kW10}, {kW16, kW16, kW16},
+   PIXEL{const int r = s[0], g = s[1], b = s[2];
+set(d, {std::min((308 * r + 600 * g + 116 * b + 512) >> 10, 1023),
+        std::max(std::min((-172 * r - 340 * g + 512 * b + 512) >> 10, 1023) + 512, 0),
+        std::max(std::min((512 * r - 428 * g - 84 * b + 512) >> 10, 1023) + 512, 0)});
+}
+}
+, {"yuv444x_to_yuv444x to yuv444a8", ozmu_csc_yuv444x_to_yuv444x, kPlanes4, kPlanes4,
+   PIXEL{set(d, {s[0], s[1], s[2], s[3]});
+}
+, OZMU_CS_YUV444A8
+}
+, {"yuv444x_to_yuv444x to yuv444", ozmu_csc_yuv444x_to_yuv444x, kPlanes4, kPlanes4,
+   PIXEL{set(d, {s[0], s[1], s[2], -1});
+}
+, OZMU_CS_YUV444
+}
+, {"yuv444x_to_yuv444x without source alpha", ozmu_csc_yuv444x_to_yuv444x, {kB8, kB8, kB8, kNone},
+   kPlanes4, PIXEL{set(d, {s[0], s[1], s[2], -1});
+}
+, OZMU_CS_YUV444A8
+}
+, {"p010_to_yuv420", ozmu_csc_p010_to_yuv420, {kW16, kW16, kW16}, kPlanes3,
+   PIXEL{set(d, {s[0] >> 2 & 255, s[1] >> 2 & 255, s[2] >> 2 & 255});
+}
+, 0, true
+}
+,
+}
+;
 #undef PIXEL
 
 void PrintTo(const Case &c, std::ostream *os) { *os << c.name; }
@@ -226,12 +290,12 @@ void check(const Case &c, Picture &in, Picture &out, int w, int h,
     const auto source = in.snapshot();
     c.fn(in.ptr, w, h, in.stride, -1, out.ptr, w + 17, h + 29, out.stride, c.dst_cs);
     for (size_t k = 0; k < out.slots.size(); ++k)
-        ASSERT_TRUE(same_bytes(expected[k].data(), out.slots[k].plane.bytes().data(),
-                               expected[k].size()))
+        ASSERT_TRUE(
+            same_bytes(expected[k].data(), out.slots[k].plane.bytes().data(), expected[k].size()))
             << "destination slot " << k;
     for (size_t k = 0; k < in.slots.size(); ++k)
-        ASSERT_TRUE(same_bytes(source[k].data(), in.slots[k].plane.bytes().data(),
-                               source[k].size()))
+        ASSERT_TRUE(
+            same_bytes(source[k].data(), in.slots[k].plane.bytes().data(), source[k].size()))
             << "source slot " << k;
 }
 
@@ -278,7 +342,8 @@ TEST_P(PortableKernel, MatchesTheFormulaAndWritesNothingElse)
 
 INSTANTIATE_TEST_SUITE_P(Csc, PortableKernel, ::testing::ValuesIn(kCases), [](const auto &param) {
     std::string name = param.param.name;
-    std::replace_if(name.begin(), name.end(), [](char ch) { return !std::isalnum(ch); }, '_');
+    std::replace_if(
+        name.begin(), name.end(), [](char ch) { return !std::isalnum(ch); }, '_');
     return name;
 });
 

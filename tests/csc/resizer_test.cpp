@@ -54,8 +54,7 @@ void store(const LayoutInfo &l, const std::vector<int> &f, uint8_t *out)
 }
 
 // Writes the model's picture into `out`.
-void model(const LayoutInfo &l, Plane &src, int src_w, int src_h, Plane &out, int dst_w,
-           int dst_h)
+void model(const LayoutInfo &l, Plane &src, int src_w, int src_h, Plane &out, int dst_w, int dst_h)
 {
     const Axis ax = model_axis(src_w, dst_w), ay = model_axis(src_h, dst_h);
     for (int r = 0; r < dst_h; ++r)
@@ -86,8 +85,16 @@ struct Handle {
 ozmu_irsz_param params(const LayoutInfo &l, int mode, int src_w, int src_h, Plane &src,
                        int slice_rows, int dst_w, int dst_h, Plane &dst)
 {
-    return {l.code,    mode,  src_w, src_h, src.stride() / l.in_bytes, slice_rows, dst_w,
-            dst_h,     dst.stride() / l.out_bytes, dst.origin()};
+    return {l.code,
+            mode,
+            src_w,
+            src_h,
+            src.stride() / l.in_bytes,
+            slice_rows,
+            dst_w,
+            dst_h,
+            dst.stride() / l.out_bytes,
+            dst.origin()};
 }
 
 struct Sizes {
@@ -95,7 +102,7 @@ struct Sizes {
 };
 // Down by 2 and 3 (shift 1), 9 (shift 3) and 40 (shift 4), up, equal, one-sample sources.
 constexpr Sizes kSizes[] = {{37, 23, 17, 11}, {64, 48, 21, 15}, {100, 74, 11, 8}, {300, 41, 7, 1},
-                            {13, 9, 40, 29},  {24, 24, 24, 24}, {1, 1, 5, 3},    {1, 7, 3, 2}};
+                            {13, 9, 40, 29},  {24, 24, 24, 24}, {1, 1, 5, 3},     {1, 7, 3, 2}};
 
 }  // namespace
 
@@ -111,9 +118,9 @@ TEST(irsz, CreationReportsCodes)
     ozmu_irsz_delete(nullptr);
     // Bad modes give -2, checked before the layout (22 is bad too); bad layouts give -4.
     // -3 (allocation failure) cannot be forced from here.
-    const int kRefusals[][3] = {{29, 12, -2}, {29, 9, -2}, {29, 0, -2}, {22, 0, -2}, {22, 11, -4},
-                                {24, 11, -4}, {26, 11, -4}, {27, 11, -4}, {28, 11, -4},
-                                {19, 11, -4}, {30, 11, -4}, {0, 11, -4}};
+    const int kRefusals[][3] = {{29, 12, -2}, {29, 9, -2},  {29, 0, -2},  {22, 0, -2},
+                                {22, 11, -4}, {24, 11, -4}, {26, 11, -4}, {27, 11, -4},
+                                {28, 11, -4}, {19, 11, -4}, {30, 11, -4}, {0, 11, -4}};
     for (const auto &[layout, mode, code] : kRefusals) {
         p.layout = layout, p.mode = mode, err = 77;
         EXPECT_EQ(ozmu_irsz_create(&p, &err), nullptr) << layout << " " << mode;
@@ -153,8 +160,8 @@ TEST(irsz, WholePictureMatchesModel)
                 ASSERT_NE(h.p, nullptr);
                 EXPECT_EQ(ozmu_irsz(h.p, src.origin(), 123, 456), 0);
                 ASSERT_TRUE(ozmu::test::same_planes(expected, dst))
-                    << "layout " << l.code << " " << s.src_w << "x" << s.src_h << " -> "
-                    << s.dst_w << "x" << s.dst_h << " variant " << variant;
+                    << "layout " << l.code << " " << s.src_w << "x" << s.src_h << " -> " << s.dst_w
+                    << "x" << s.dst_h << " variant " << variant;
             }
 }
 
@@ -168,7 +175,7 @@ TEST(irsz, OneSampleAxisStaysInsidePicture)
             std::memset(src.data(), 0x3C, bytes);
             std::vector<uint8_t> dst(static_cast<size_t>(s.dst_w) * s.dst_h * l.out_bytes);
             for (int mode : {10, 11}) {
-                const ozmu_irsz_param p{l.code, mode,  s.src_w,  s.src_h, s.src_w,
+                const ozmu_irsz_param p{l.code, mode,    s.src_w, s.src_h, s.src_w,
                                         16,     s.dst_w, s.dst_h, s.dst_w, dst.data()};
                 Handle h(p);
                 ozmu_irsz(h.p, src.data(), 0, 16);
@@ -193,8 +200,8 @@ TEST(irsz, SlicesMatchWholePicture)
                 Plane whole = picture(s.dst_w, s.dst_h, l.out_bytes, 0, slice_rows == 16);
                 Plane sliced = picture(s.dst_w, s.dst_h, l.out_bytes, 0, slice_rows == 16);
                 Handle w(params(l, 10, s.src_w, s.src_h, src, slice_rows, s.dst_w, s.dst_h, whole));
-                Handle h(params(l, 11, s.src_w, s.src_h, src, slice_rows, s.dst_w, s.dst_h,
-                                sliced));
+                Handle h(
+                    params(l, 11, s.src_w, s.src_h, src, slice_rows, s.dst_w, s.dst_h, sliced));
                 ASSERT_NE(h.p, nullptr);
                 const size_t stride = static_cast<size_t>(src.stride());
                 for (int picture_no = 0; picture_no < 2; ++picture_no) {  // y0 = 0 restarts
@@ -231,15 +238,15 @@ TEST(irsz, NeonRowsMatchReference)
     for (const Rows &k : kinds)
         for (int dst_w : ozmu::test::tail_widths(16)) {
             // Shifts 0 to 4; at 200x the taps are too far apart for the 1-byte rows' table.
-            const int sources[] = {dst_w,      2 * dst_w - 1, 3 * dst_w + 1,   5 * dst_w,
-                                   10 * dst_w + 3, 40 * dst_w, 200 * dst_w, (dst_w + 1) / 2,
-                                   1,          dst_w + 17};
+            const int sources[] = {
+                dst_w,      2 * dst_w - 1, 3 * dst_w + 1,   5 * dst_w, 10 * dst_w + 3,
+                40 * dst_w, 200 * dst_w,   (dst_w + 1) / 2, 1,         dst_w + 17};
             for (int src_w : sources) {
                 if (src_w > 8192)
                     continue;
                 uint8_t out[8] = {};
-                const ozmu_irsz_param p{k.bytes == 1 ? 20 : 29, 10, src_w, 2, src_w, 0, dst_w, 2,
-                                        dst_w, out};
+                const ozmu_irsz_param p{
+                    k.bytes == 1 ? 20 : 29, 10, src_w, 2, src_w, 0, dst_w, 2, dst_w, out};
                 Handle h(p);
                 const size_t row_bytes = static_cast<size_t>(src_w) * k.bytes;
                 ozmu::test::PageGuardedBuffer top(row_bytes), bottom(row_bytes);
@@ -251,8 +258,8 @@ TEST(irsz, NeonRowsMatchReference)
                         std::vector<uint8_t> actual = expected;
                         k.ref(h.record(), top.data(), bottom.data(), v, expected.data() + kGuard);
                         k.neon(h.record(), top.data(), bottom.data(), v, actual.data() + kGuard);
-                        ASSERT_TRUE(ozmu::test::same_bytes(expected.data(), actual.data(),
-                                                           expected.size()))
+                        ASSERT_TRUE(
+                            ozmu::test::same_bytes(expected.data(), actual.data(), expected.size()))
                             << k.bytes << "-byte pixels, " << src_w << " -> " << dst_w << ", v "
                             << v;
                     }

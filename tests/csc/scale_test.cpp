@@ -89,11 +89,11 @@ struct Layout {
     int bytes, dst_cs, slot;
     const char *order;
 };
-const Layout kLayouts[] = {
-    {4, 500, 0, "RGBA"}, {4, 501, 2, "BGRA"}, {4, 502, 3, "ARGB"}, {4, 503, 3, "ABGR"},
-    {4, 510, 3, "ARGB"}, {4, 499, 0, "BGRA"}, {4, 430, 0, "RGBA"}, {3, 400, 0, "RGB"},
-    {3, 401, 0, "BGR"},  {3, 501, 2, "BGR"},  {3, 502, 3, "RGB"},  {3, 503, 3, "BGR"},
-    {2, OZMU_CS_RGB565, 0, ""}};
+const Layout kLayouts[] = {{4, 500, 0, "RGBA"},       {4, 501, 2, "BGRA"}, {4, 502, 3, "ARGB"},
+                           {4, 503, 3, "ABGR"},       {4, 510, 3, "ARGB"}, {4, 499, 0, "BGRA"},
+                           {4, 430, 0, "RGBA"},       {3, 400, 0, "RGB"},  {3, 401, 0, "BGR"},
+                           {3, 501, 2, "BGR"},        {3, 502, 3, "RGB"},  {3, 503, 3, "BGR"},
+                           {2, OZMU_CS_RGB565, 0, ""}};
 
 // Expected pixel bytes of one destination row (m.bytes each), and for the 5-6-5 members the
 // alpha bytes.
@@ -104,8 +104,8 @@ void model_row(const Member &m, const Layout &layout, const Source &s, const Geo
         int f[4];
         for (int p = 0; p < m.planes; ++p)
             f[p] = model_sample(s, g, p, i, j);
-        const auto rgb = m.yuv ? ozmu::csc_test::yuv_to_rgb(f[0], f[1], f[2])
-                               : std::array{f[0], f[1], f[2]};
+        const auto rgb =
+            m.yuv ? ozmu::csc_test::yuv_to_rgb(f[0], f[1], f[2]) : std::array{f[0], f[1], f[2]};
         const int a = m.planes == 4 ? f[3] : 255;
         uint8_t *px = pixels + m.bytes * i;
         if (m.bytes == 2) {
@@ -134,8 +134,8 @@ struct Picture : Source {
         const int shared = g.src_w + rng.range(0, 9);
         for (int p = 0; p < 4; ++p) {
             const int step = shared_stride ? shared : g.src_w + rng.range(0, 9);
-            buffers.push_back(std::make_unique<PageGuardedBuffer>(
-                size_t(step) * (g.src_h - 1) + g.src_w, flush));
+            buffers.push_back(
+                std::make_unique<PageGuardedBuffer>(size_t(step) * (g.src_h - 1) + g.src_w, flush));
             uint8_t *lowest = buffers.back()->data();
             for (int r = 0; r < g.src_h; ++r)
                 fill_pattern(rng, pattern, lowest + size_t(step) * r, size_t(g.src_w), 1, 0, 255);
@@ -158,7 +158,8 @@ void check(const Member &m, const Picture &pic, const Geometry &g, Rng &rng, boo
         src_stride[p] = m.vector() && p > 0 ? -7 * p : pic.stride[p];
     }
     const int extra = rng.range(0, 5), alpha_extra = rng.range(0, 5);
-    const int sample_bytes = m.bytes == 2 ? 2 : 1, samples = m.bytes == 2 ? g.dst_w : g.dst_w * m.bytes;
+    const int sample_bytes = m.bytes == 2 ? 2 : 1,
+              samples = m.bytes == 2 ? g.dst_w : g.dst_w * m.bytes;
     for (const Layout &layout : kLayouts) {
         if (layout.bytes != m.bytes)
             continue;
@@ -199,13 +200,14 @@ void check(const Member &m, const Picture &pic, const Geometry &g, Rng &rng, boo
     }
 }
 
-// ---- Tests ---------------------------------------------------------------------------------------
+// ---- Tests
+// ---------------------------------------------------------------------------------------
 
 TEST(CscScale, StepSizesAndWeights)
 {
     int xstep = -1, ystep = -1;
     bilinear_rsz_step_size(640, 2, 320, 4, &xstep, &ystep);
-    EXPECT_EQ(xstep, 523468 << 3);      // ratio 2: shift 0
+    EXPECT_EQ(xstep, 523468 << 3);         // ratio 2: shift 0
     EXPECT_EQ(ystep, (1 << 18) / 4 << 3);  // enlargement 2 -> 4: phases 0, 2, 4, 6
     bilinear_rsz_step_size(1920, 0, 320, 0, &xstep, &ystep);
     EXPECT_EQ(xstep, 392396 << 3 | 2);  // ratio 6: neighbours 4 apart
@@ -274,7 +276,7 @@ TEST(CscScale, ColourArithmeticForEveryInput)
     for (int k = 0; k < 256; ++k) {
         std::fill(planes[2].begin(), planes[2].end(), static_cast<uint8_t>(k));
         ozmu_csc_rsz_yuv444_to_rgba8888(src, kSide, kSide, src_stride, OZMU_CS_YUV444, dst, 256,
-                                         256, dst_stride, OZMU_CS_RGBA8888);
+                                        256, dst_stride, OZMU_CS_RGBA8888);
         for (int j = 0; j < 256; ++j)
             for (int i = 0; i < 256; ++i) {
                 const auto rgb = ozmu::csc_test::yuv_to_rgb(i, j, k);
@@ -289,7 +291,7 @@ TEST(CscScale, ColourArithmeticForEveryInput)
 // No size below 1 reads or writes anything: null planes, a decoy destination.
 TEST(CscScale, SizesBelowOneDoNothing)
 {
-    const Geometry cases[] = {{0, 4, 4, 4}, {4, 0, 4, 4}, {4, 4, 0, 4},
+    const Geometry cases[] = {{0, 4, 4, 4}, {4, 0, 4, 4},  {4, 4, 0, 4},
                               {4, 4, 4, 0}, {-5, 4, 4, 4}, {4, 4, 4, -1}};
     for (const Member &m : kMembers)
         for (const Geometry &g : cases)
@@ -299,8 +301,7 @@ TEST(CscScale, SizesBelowOneDoNothing)
                 uint8_t *dst[4] = {decoy.data(), decoy.data(), decoy.data(), decoy.data()};
                 int strides[4] = {16, 16, 16, 16};
                 fn(src, g.src_w, g.src_h, strides, 0, dst, g.dst_w, g.dst_h, strides, 500);
-                EXPECT_TRUE(ozmu::csc_test::all_equal(decoy, 0x5A))
-                    << m.name << " " << impl;
+                EXPECT_TRUE(ozmu::csc_test::all_equal(decoy, 0x5A)) << m.name << " " << impl;
             }
 }
 

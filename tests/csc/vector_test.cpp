@@ -43,22 +43,66 @@ struct Member {
 #define KERNELS(name) #name, ozmu_csc_##name, ozmu::ref::name, VECTOR(name)
 
 const std::vector<Member> kMembers = {
-    {KERNELS(r8g8b8_to_rgb888), false, false, 3, 16,
+    {KERNELS(r8g8b8_to_rgb888),
+     false,
+     false,
+     3,
+     16,
      {{400, 0, "RGB"}, {401, 2, "BGR"}, {500, 2, "BGR"}, {INT_MIN, 2, "BGR"}}},
-    {KERNELS(r8g8b8_to_rgba8888), false, false, 4, 16,
-     {{500, 0, "RGBA"}, {501, 2, "BGRA"}, {430, 2, "BGRA"}, {-1, 2, "BGRA"},
-      {502, 3, "ARGB"}, {503, 3, "ABGR"}, {INT_MAX, 3, "ABGR"}}},
-    {KERNELS(r8g8b8a8_to_rgba8888), false, true, 4, 16,
-     {{500, 0, "RGBA"}, {501, 2, "BGRA"}, {430, 2, "BGRA"}, {INT_MIN, 2, "BGRA"},
-      {502, 3, ""}, {503, 3, ""}, {9000, 3, ""}}},
-    {KERNELS(yuv444_to_rgb888), true, false, 3, 8,
+    {KERNELS(r8g8b8_to_rgba8888),
+     false,
+     false,
+     4,
+     16,
+     {{500, 0, "RGBA"},
+      {501, 2, "BGRA"},
+      {430, 2, "BGRA"},
+      {-1, 2, "BGRA"},
+      {502, 3, "ARGB"},
+      {503, 3, "ABGR"},
+      {INT_MAX, 3, "ABGR"}}},
+    {KERNELS(r8g8b8a8_to_rgba8888),
+     false,
+     true,
+     4,
+     16,
+     {{500, 0, "RGBA"},
+      {501, 2, "BGRA"},
+      {430, 2, "BGRA"},
+      {INT_MIN, 2, "BGRA"},
+      {502, 3, ""},
+      {503, 3, ""},
+      {9000, 3, ""}}},
+    {KERNELS(yuv444_to_rgb888),
+     true,
+     false,
+     3,
+     8,
      {{400, 0, "RGB"}, {401, 2, "BGR"}, {500, 0, "RGB"}}},
-    {KERNELS(yuv444_to_rgba8888), true, false, 4, 8,
-     {{500, 0, "RGBA"}, {501, 2, "BGRA"}, {502, 3, "ARGB"}, {503, 3, "ABGR"},
-      {504, 3, "ARGB"}, {INT_MAX, 3, "ARGB"}, {499, 0, "RGBA"}, {INT_MIN, 0, "RGBA"}}},
-    {KERNELS(yuv444a8_to_rgba8888), true, true, 4, 8,
-     {{500, 0, "RGBA"}, {501, 2, "BGRA"}, {502, 3, "ARGB"}, {503, 3, "ABGR"},
-      {505, 3, "ARGB"}, {-500, 0, "RGBA"}}},
+    {KERNELS(yuv444_to_rgba8888),
+     true,
+     false,
+     4,
+     8,
+     {{500, 0, "RGBA"},
+      {501, 2, "BGRA"},
+      {502, 3, "ARGB"},
+      {503, 3, "ABGR"},
+      {504, 3, "ARGB"},
+      {INT_MAX, 3, "ARGB"},
+      {499, 0, "RGBA"},
+      {INT_MIN, 0, "RGBA"}}},
+    {KERNELS(yuv444a8_to_rgba8888),
+     true,
+     true,
+     4,
+     8,
+     {{500, 0, "RGBA"},
+      {501, 2, "BGRA"},
+      {502, 3, "ARGB"},
+      {503, 3, "ABGR"},
+      {505, 3, "ARGB"},
+      {-500, 0, "RGBA"}}},
 };
 
 // Source planes sharing one geometry (plane 3 only with alpha), the destination, and a decoy
@@ -101,8 +145,9 @@ struct Scene {
             for (int x = 0; x < pixels; ++x) {
                 const std::array c{int(src[0].row(y)[x]), int(src[1].row(y)[x]),
                                    int(src[2].row(y)[x])};
-                ozmu::csc_test::put_ordered(t.order.c_str(), m.yuv ? yuv_to_rgb(c[0], c[1], c[2]) : c,
-                                            m.alpha ? src[3].row(y)[x] : 255, e.row(y) + x * m.bytes);
+                ozmu::csc_test::put_ordered(
+                    t.order.c_str(), m.yuv ? yuv_to_rgb(c[0], c[1], c[2]) : c,
+                    m.alpha ? src[3].row(y)[x] : 255, e.row(y) + x * m.bytes);
             }
         return e;
     }
@@ -125,9 +170,9 @@ TEST(CscVector, MatchesFormulaAndReferenceEverySlotWidthAndStride)
             for (int w : tail_widths(m.step, {40, 64, 1920}))
                 for (const Geometry &g : kGeometries) {
                     const int h = w == 1920 ? 2 : 1 + seq % 4;
-                    SCOPED_TRACE(::testing::Message() << m.name << " dst_cs " << t.dst_cs << " "
-                                                      << w << "x" << h << " +" << g.extra
-                                                      << (g.negative ? " up" : ""));
+                    SCOPED_TRACE(::testing::Message()
+                                 << m.name << " dst_cs " << t.dst_cs << " " << w << "x" << h << " +"
+                                 << g.extra << (g.negative ? " up" : ""));
                     Scene s(m, w, h, g.extra, g.negative, rng, seq++);
                     Plane want = s.expected(m, t, w, h);
                     s.run(m.exported, w, h, t);
@@ -182,8 +227,8 @@ TEST(CscVector, YuvArithmeticExhaustive)
             ozmu_csc_yuv444_to_rgba8888(src, width, rows, src_stride, 0, dst, 0, 0, dst_stride,
                                         500);
             for (int i = 0; i < count && base + i < (1 << 24); ++i) {
-                const auto rgb = yuv_to_rgb(planes[i], planes[size_t(count) + i],
-                                             planes[2 * size_t(count) + i]);
+                const auto rgb =
+                    yuv_to_rgb(planes[i], planes[size_t(count) + i], planes[2 * size_t(count) + i]);
                 const uint8_t *p = &out[4 * size_t(i)];
                 if (p[0] != rgb[0] || p[1] != rgb[1] || p[2] != rgb[2] || p[3] != 255)
                     FAIL() << "width " << width << " YUV 0x" << std::hex << base + i;

@@ -113,8 +113,8 @@ inline ::testing::AssertionResult same_bytes(const void *expected, const void *a
 
 // Widths every tail of a kernel that steps by vector_width samples: 1 .. 2 * vector_width + 1,
 // then the given long widths.
-inline std::vector<int> tail_widths(int vector_width, std::initializer_list<int> extra = {64, 100,
-                                                                                         1920})
+inline std::vector<int> tail_widths(int vector_width,
+                                    std::initializer_list<int> extra = {64, 100, 1920})
 {
     std::vector<int> widths;
     for (int w = 1; w <= 2 * vector_width + 1; ++w)
@@ -137,7 +137,8 @@ public:
         page_ = static_cast<size_t>(sysconf(_SC_PAGESIZE));
         const size_t body = (size + page_ - 1) / page_ * page_;
         mapped_ = body + 2 * page_;
-        void *m = mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        void *m =
+            mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (m == MAP_FAILED)
             std::abort();
         base_ = static_cast<uint8_t *>(m);
@@ -175,8 +176,8 @@ public:
     {
         const int row_bytes = width * sample_bytes;
         stride_ = row_bytes + margin + extra_stride;
-        const size_t total =
-            static_cast<size_t>(stride_) * (height > 0 ? height : 0) + 2 * static_cast<size_t>(margin);
+        const size_t total = static_cast<size_t>(stride_) * (height > 0 ? height : 0) +
+                             2 * static_cast<size_t>(margin);
         storage_.assign(total + margin, kCanary);
         first_row_ = storage_.data() + margin;
         if (negative) {

@@ -43,12 +43,16 @@ struct Case {
 TEST(KeyFrame, Rules)
 {
     const Case cases[] = {
-        {"H.264: SPS, PPS skipped, IDR found", 104,
-         {0, 0, 0, 1, 0x67, 0x42, 0, 0, 1, 0x68, 0xCE, 0, 0, 1, 0x65, 0x88}, 1},
+        {"H.264: SPS, PPS skipped, IDR found",
+         104,
+         {0, 0, 0, 1, 0x67, 0x42, 0, 0, 1, 0x68, 0xCE, 0, 0, 1, 0x65, 0x88},
+         1},
         {"H.264: non-IDR slice", 104, {0, 0, 1, 0x41}, 0},
         {"H.264: nal_ref_idc and forbidden bit ignored", 104, {0, 0, 1, 0xE5}, 1},
-        {"H.264: partitions and extensions are not slices", 104,
-         {0, 0, 1, 0x22, 0, 0, 1, 0x23, 0, 0, 1, 0x24, 0, 0, 1, 0x34, 0, 0, 1, 0x25}, 1},
+        {"H.264: partitions and extensions are not slices",
+         104,
+         {0, 0, 1, 0x22, 0, 0, 1, 0x23, 0, 0, 1, 0x24, 0, 0, 1, 0x34, 0, 0, 1, 0x25},
+         1},
         {"H.264: first slice decides", 104, {0, 0, 1, 0x06, 0, 0, 1, 0x21, 0, 0, 1, 0x25}, 0},
         {"HEVC: IDR_W_RADL", 120, {0, 0, 1, 0x26, 0x01}, 1},
         {"HEVC: IDR_N_LP", 120, {0, 0, 0, 1, 0x28, 0x01}, 1},
@@ -61,9 +65,12 @@ TEST(KeyFrame, Rules)
         {"MPEG-4: short header INTER", 102, {0, 0, 0x80, 0x02, 0x0A}, 0},
         {"MPEG-4: bad fixed bits end the scan", 102, {0, 0, 0x81, 1, 8, 0, 0, 1, 0xB6, 0}, 0},
         {"MPEG-4: extended PTYPE skipped", 102, {0, 0, 0x80, 2, 0x1C, 0x80, 0, 0, 1, 0xB6, 0}, 1},
-        {"WMV1", OZMU_MT_WMV1, {0x3F}, 1}, {"WMV1", OZMU_MT_WMV1, {0x40, 0}, 0},
-        {"DIV3", OZMU_MT_DIV3, {0x3F}, 1}, {"DIV3", OZMU_MT_DIV3, {0x40}, 0},
-        {"WMV2", OZMU_MT_WMV2, {0x7F}, 1}, {"WMV2", OZMU_MT_WMV2, {0x80}, 0},
+        {"WMV1", OZMU_MT_WMV1, {0x3F}, 1},
+        {"WMV1", OZMU_MT_WMV1, {0x40, 0}, 0},
+        {"DIV3", OZMU_MT_DIV3, {0x3F}, 1},
+        {"DIV3", OZMU_MT_DIV3, {0x40}, 0},
+        {"WMV2", OZMU_MT_WMV2, {0x7F}, 1},
+        {"WMV2", OZMU_MT_WMV2, {0x80}, 0},
     };
     const Case h263[] = {
         {"UFEP 0, I", 0, {0, 0, 0x80, 0x02, 0x1C, 0x00, 0x00}, 1},
@@ -113,8 +120,8 @@ TEST(KeyFrame, ScanMinimums)
 {
     // A key-frame pattern exactly as long as the type's minimum.
     const std::pair<int, Bytes> scans[] = {
-        {OZMU_MT_H264, {0, 0, 1, 0x65}}, {OZMU_MT_HEVC, {0, 0, 1, 0x26}},
-        {OZMU_MT_MPEG4, {0, 0, 1, 0xB6, 0}}, {OZMU_MT_MPEG4, {0, 0, 0x80, 2, 8}},
+        {OZMU_MT_H264, {0, 0, 1, 0x65}},          {OZMU_MT_HEVC, {0, 0, 1, 0x26}},
+        {OZMU_MT_MPEG4, {0, 0, 1, 0xB6, 0}},      {OZMU_MT_MPEG4, {0, 0, 0x80, 2, 8}},
         {OZMU_MT_H263, {0, 0, 0x80, 2, 8, 0, 0}}, {OZMU_MT_H263_ALT, {0, 0, 0x80, 2, 0x1C, 0, 0}}};
     PageGuardedBuffer nothing(0);
     for (const auto &[mt, key] : scans) {

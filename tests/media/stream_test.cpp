@@ -102,13 +102,13 @@ struct Expectation {
 };
 
 const Expectation kExpected[] = {
-    {"h264_default.bin", OZMU_MT_H264, 0, 1},  {"h264_gop8.bin", OZMU_MT_H264, 0, 3},
-    {"h264_aud.bin", OZMU_MT_H264, 0, 3},      {"h264_opengop.bin", OZMU_MT_H264, 2, 3},
-    {"hevc_inband.bin", OZMU_MT_HEVC, 3, 3},   {"hevc_idr.bin", OZMU_MT_HEVC, 0, 3},
-    {"hevc_cra.bin", OZMU_MT_HEVC, 2, 3},      {"mpeg4.bin", OZMU_MT_MPEG4, 0, 4},
-    {"h263.bin", OZMU_MT_H263, 0, 3},          {"h263p.bin", OZMU_MT_H263, 0, 3},
-    {"wmv1.bin", OZMU_MT_WMV1, 0, 3},          {"wmv2.bin", OZMU_MT_WMV2, 0, 3},
-    {"msmpeg4v3.bin", OZMU_MT_DIV3, 0, 3},     {"huffyuv.bin", OZMU_MT_HFYU, 0, 3},
+    {"h264_default.bin", OZMU_MT_H264, 0, 1}, {"h264_gop8.bin", OZMU_MT_H264, 0, 3},
+    {"h264_aud.bin", OZMU_MT_H264, 0, 3},     {"h264_opengop.bin", OZMU_MT_H264, 2, 3},
+    {"hevc_inband.bin", OZMU_MT_HEVC, 3, 3},  {"hevc_idr.bin", OZMU_MT_HEVC, 0, 3},
+    {"hevc_cra.bin", OZMU_MT_HEVC, 2, 3},     {"mpeg4.bin", OZMU_MT_MPEG4, 0, 4},
+    {"h263.bin", OZMU_MT_H263, 0, 3},         {"h263p.bin", OZMU_MT_H263, 0, 3},
+    {"wmv1.bin", OZMU_MT_WMV1, 0, 3},         {"wmv2.bin", OZMU_MT_WMV2, 0, 3},
+    {"msmpeg4v3.bin", OZMU_MT_DIV3, 0, 3},    {"huffyuv.bin", OZMU_MT_HFYU, 0, 3},
 };
 
 void compare_stream(const std::string &file, int mt, int expected_differences)

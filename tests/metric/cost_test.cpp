@@ -29,10 +29,16 @@ struct Fixed {
 // Rows of the tables; the slack is what a kernel may read past each row (sad4x4 only). Second
 // exported names are checked as exported entry points alone.
 #define SAD8(w, h, vec)                                                                            \
-    {"sad" #w "x" #h, Metric::Sad, w, h, (w) == 4 && (h) == 4 ? 4 : 0, ozmu_sad##w##x##h,          \
-     ozmu::ref::sad##w##x##h, vec(sad##w##x##h)},
+    {"sad" #w "x" #h,                                                                              \
+     Metric::Sad,                                                                                  \
+     w,                                                                                            \
+     h,                                                                                            \
+     (w) == 4 && (h) == 4 ? 4 : 0,                                                                 \
+     ozmu_sad##w##x##h,                                                                            \
+     ozmu::ref::sad##w##x##h,                                                                      \
+     vec(sad##w##x##h)},
 #define SAD16(w, h, vec)                                                                           \
-    {"sad" #w "x" #h "_16", Metric::Sad, w, h, 0, ozmu_sad##w##x##h##_16,                          \
+    {"sad" #w "x" #h "_16",        Metric::Sad,           w, h, 0, ozmu_sad##w##x##h##_16,         \
      ozmu::ref::sad##w##x##h##_16, vec(sad##w##x##h##_16)},
 #define SAD8_REF(w, h) SAD8(w, h, NO_VECTOR)
 #define SAD8_VEC(w, h) SAD8(w, h, VECTOR_SAD8)
@@ -41,30 +47,33 @@ struct Fixed {
 #define SAD_BI_16(w, h)                                                                            \
     {"sad" #w "x" #h "_bi_16", Metric::Sad, w, h, 0, ozmu_sad##w##x##h##_bi_16, nullptr, nullptr},
 #define SAD_BI(w, h)                                                                               \
-    {"sad" #w "x" #h "_bi", Metric::Sad, w, h, 0, ozmu_sad##w##x##h##_bi,                          \
-     ozmu::ref::sad##w##x##h##_bi, VECTOR(sad##w##x##h##_bi)},
+    {"sad" #w "x" #h "_bi",                                                                        \
+     Metric::Sad,                                                                                  \
+     w,                                                                                            \
+     h,                                                                                            \
+     0,                                                                                            \
+     ozmu_sad##w##x##h##_bi,                                                                       \
+     ozmu::ref::sad##w##x##h##_bi,                                                                 \
+     VECTOR(sad##w##x##h##_bi)},
 #define MEMBER(name, metric, size)                                                                 \
-    {#name, metric, size, size, 0, ozmu_##name, ozmu::ref::name, VECTOR(name)}
+    {                                                                                              \
+#name, metric, size, size, 0, ozmu_##name, ozmu::ref::name, VECTOR(name)                   \
+    }
 
 const Fixed<uint8_t, uint8_t> kFixed8[] = {
-    OZMU_METRIC_NARROW_SIZES(SAD8_REF)
-    OZMU_METRIC_SMALL_SIZES(SAD8_VEC)
-    OZMU_METRIC_BI_SIZES(SAD8_VEC)
-    MEMBER(satd4x4, Metric::Satd, 4),
+    OZMU_METRIC_NARROW_SIZES(SAD8_REF) OZMU_METRIC_SMALL_SIZES(SAD8_VEC)
+        OZMU_METRIC_BI_SIZES(SAD8_VEC) MEMBER(satd4x4, Metric::Satd, 4),
     MEMBER(satd8x8, Metric::Satd8, 8)};
 const Fixed<int16_t, int16_t> kFixed16[] = {
-    OZMU_METRIC_NARROW_SIZES(SAD16_REF)
-    OZMU_METRIC_SMALL_SIZES(SAD16_VEC)
-    OZMU_METRIC_BI_SIZES(SAD16_VEC)
-    OZMU_METRIC_BI_SIZES(SAD_BI_16)
-    MEMBER(satd4x4_16, Metric::Satd, 4),
+    OZMU_METRIC_NARROW_SIZES(SAD16_REF) OZMU_METRIC_SMALL_SIZES(SAD16_VEC)
+        OZMU_METRIC_BI_SIZES(SAD16_VEC) OZMU_METRIC_BI_SIZES(SAD_BI_16)
+            MEMBER(satd4x4_16, Metric::Satd, 4),
     {"satd4x4_bi_16", Metric::Satd, 4, 4, 0, ozmu_satd4x4_bi_16, nullptr, nullptr},
     MEMBER(satd8x8_16, Metric::Satd8U16, 8),
     MEMBER(satd8x8_bi_16, Metric::Satd8SU16, 8)};
-const Fixed<int16_t, uint8_t> kFixedBi[] = {
-    OZMU_METRIC_BI_SIZES(SAD_BI)
-    MEMBER(satd4x4_bi, Metric::Satd, 4),
-    MEMBER(satd8x8_bi, Metric::Satd8, 8)};
+const Fixed<int16_t, uint8_t> kFixedBi[] = {OZMU_METRIC_BI_SIZES(SAD_BI)
+                                                MEMBER(satd4x4_bi, Metric::Satd, 4),
+                                            MEMBER(satd8x8_bi, Metric::Satd8, 8)};
 
 template <class A, class B>
 struct Generic {
@@ -102,7 +111,7 @@ void check_fixed(const Fixed<A, B> (&table)[N], uint64_t stream)
     for (const auto &k : table) {
         SCOPED_TRACE(k.name);
         const auto calls = versions<Call<A, B>>(k.exported, k.reference, k.vector,
-                                                 [](Cost<A, B> f) { return Call<A, B>(f); });
+                                                [](Cost<A, B> f) { return Call<A, B>(f); });
         for (int trial = 0; trial < 12; ++trial)
             check(rng, trial, k.metric, k.w, k.h, k.slack, calls);
     }
@@ -120,9 +129,8 @@ void check_generic(const Generic<A, B> (&table)[N], uint64_t stream)
         for (const auto &[w, h] : generic_sizes(rng)) {
             SCOPED_TRACE(::testing::Message() << g.name << " " << w << "x" << h);
             const auto bind = [w = w, h = h](GenericCost<A, B> f) {
-                return Call<A, B>([=](const A *a, const B *b, int sa, int sb) {
-                    return f(w, h, a, b, sa, sb);
-                });
+                return Call<A, B>(
+                    [=](const A *a, const B *b, int sa, int sb) { return f(w, h, a, b, sa, sb); });
             };
             const auto calls = versions<Call<A, B>>(g.exported, g.reference, g.vector, bind);
             for (int trial : {rng.range(0, 11), rng.range(0, 11)})
@@ -136,8 +144,8 @@ TEST(MetricCost, SixteenBitGeneric) { check_generic(kGeneric16, 5); }
 TEST(MetricCost, Hadamard)
 {
     using Hadamard = int (*)(const int16_t *);
-    std::vector<std::pair<const char *, Hadamard>> calls = {
-        {"exported", ozmu_hadamard4x4}, {"reference", ozmu::ref::hadamard4x4}};
+    std::vector<std::pair<const char *, Hadamard>> calls = {{"exported", ozmu_hadamard4x4},
+                                                            {"reference", ozmu::ref::hadamard4x4}};
 #if OZMU_HAVE_NEON
     calls.emplace_back("neon", ozmu::neon::hadamard4x4);
 #endif

@@ -31,27 +31,28 @@ struct Fixed {
 
 // The slack is what a kernel may read past each input row (diff4x4 only).
 #define DIFF8(w, h, vec)                                                                           \
-    {"diff" #w "x" #h, w, h, (w) == 4 && (h) == 4 ? 4 : 0, ozmu_diff##w##x##h,                     \
-     ozmu::ref::diff##w##x##h, vec(diff##w##x##h)},
+    {"diff" #w "x" #h,                                                                             \
+     w,                                                                                            \
+     h,                                                                                            \
+     (w) == 4 && (h) == 4 ? 4 : 0,                                                                 \
+     ozmu_diff##w##x##h,                                                                           \
+     ozmu::ref::diff##w##x##h,                                                                     \
+     vec(diff##w##x##h)},
 #define DIFF16(w, h, vec)                                                                          \
-    {"diff" #w "x" #h "_16", w, h, 0, ozmu_diff##w##x##h##_16, ozmu::ref::diff##w##x##h##_16,     \
+    {"diff" #w "x" #h "_16", w, h, 0, ozmu_diff##w##x##h##_16, ozmu::ref::diff##w##x##h##_16,      \
      vec(diff##w##x##h##_16)},
 #define DIFF8_REF(w, h) DIFF8(w, h, NO_VECTOR)
 #define DIFF8_VEC(w, h) DIFF8(w, h, VECTOR)
 #define DIFF16_REF(w, h) DIFF16(w, h, NO_VECTOR)
 #define DIFF16_VEC(w, h) DIFF16(w, h, VECTOR)
 
-const Fixed<uint8_t, uint8_t> kFixed8[] = {
-    OZMU_METRIC_NARROW_SIZES(DIFF8_REF)
-    OZMU_METRIC_SMALL_SIZES(DIFF8_VEC)
-    OZMU_METRIC_BI_SIZES(DIFF8_VEC)};
+const Fixed<uint8_t, uint8_t> kFixed8[] = {OZMU_METRIC_NARROW_SIZES(
+    DIFF8_REF) OZMU_METRIC_SMALL_SIZES(DIFF8_VEC) OZMU_METRIC_BI_SIZES(DIFF8_VEC)};
 const Fixed<int16_t, int16_t> kFixed16[] = {
-    OZMU_METRIC_NARROW_SIZES(DIFF16_REF)
-    OZMU_METRIC_DIFF16_NARROW_SIZES(DIFF16_REF)
-    OZMU_METRIC_SMALL_SIZES(DIFF16_VEC)
-    OZMU_METRIC_BI_SIZES(DIFF16_VEC)
-    OZMU_METRIC_DIFF16_ONLY_SIZES(DIFF16_VEC)
-    {"diff4x4_bi_16", 4, 4, 0, ozmu_diff4x4_bi_16, nullptr, nullptr}};
+    OZMU_METRIC_NARROW_SIZES(DIFF16_REF) OZMU_METRIC_DIFF16_NARROW_SIZES(DIFF16_REF)
+        OZMU_METRIC_SMALL_SIZES(DIFF16_VEC) OZMU_METRIC_BI_SIZES(DIFF16_VEC)
+            OZMU_METRIC_DIFF16_ONLY_SIZES(DIFF16_VEC){"diff4x4_bi_16", 4, 4, 0, ozmu_diff4x4_bi_16,
+                                                      nullptr, nullptr}};
 const Fixed<int16_t, uint8_t> kFixedBi[] = {
     {"diff4x4_bi", 4, 4, 0, ozmu_diff4x4_bi, ozmu::ref::diff4x4_bi, VECTOR(diff4x4_bi)}};
 
@@ -87,7 +88,7 @@ void check_fixed(const Fixed<A, B> (&table)[N], uint64_t stream)
     for (const auto &k : table) {
         SCOPED_TRACE(k.name);
         const auto calls = versions<Call<A, B>>(k.exported, k.reference, k.vector,
-                                                 [](DiffFn<A, B> f) { return Call<A, B>(f); });
+                                                [](DiffFn<A, B> f) { return Call<A, B>(f); });
         for (int trial = 0; trial < 12; ++trial)
             check(rng, trial, k.w, k.h, k.slack, calls);
     }

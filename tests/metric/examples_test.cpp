@@ -27,9 +27,11 @@ TEST(MetricExamples, HadamardOfOnes)
 // |d| with the sign taken as d >> 15, in every 16-bit SAD and SSD.
 TEST(MetricExamples, ShiftBy15AbsoluteValue)
 {
-    const struct { int16_t a, b; int term; } kTerms[] = {
-        {32767, -32768, 65533}, {-32768, 32767, 65537}, {20001, -20000, 39999},
-        {-20001, 20000, 40003}, {-1000, 23767, 24767},  {100, -32668, 32768}};
+    const struct {
+        int16_t a, b;
+        int term;
+    } kTerms[] = {{32767, -32768, 65533}, {-32768, 32767, 65537}, {20001, -20000, 39999},
+                  {-20001, 20000, 40003}, {-1000, 23767, 24767},  {100, -32668, 32768}};
     for (const auto &t : kTerms) {
         SCOPED_TRACE(::testing::Message() << t.a << " - " << t.b);
         const int16_t a[4] = {t.a, 9, -9, 0}, b[4] = {t.b, 9, -9, 0};  // 2x2 at stride 2

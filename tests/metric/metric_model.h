@@ -141,9 +141,10 @@ template <class T>
 class GuardedBlock {
 public:
     GuardedBlock(int cols, int rows, int stride, int slack, PageGuardedBuffer::Flush flush)
-        : memory_(cols < 1 || rows < 1 ? 0
-                                       : sizeof(T) * (static_cast<size_t>(std::abs(stride)) *
-                                                          (rows - 1) + cols + slack),
+        : memory_(cols < 1 || rows < 1
+                      ? 0
+                      : sizeof(T) *
+                            (static_cast<size_t>(std::abs(stride)) * (rows - 1) + cols + slack),
                   flush)
     {
         T *base = reinterpret_cast<T *>(memory_.data());
@@ -155,7 +156,10 @@ public:
     {
         const bool bytes = sizeof(T) == 1;
         test::fill_pattern(rng, pattern, memory_.data(), memory_.size() / sizeof(T), sizeof(T),
-                           bytes || narrow ? 0 : -32768, bytes ? 255 : narrow ? 1023 : 32767);
+                           bytes || narrow ? 0 : -32768,
+                           bytes    ? 255
+                           : narrow ? 1023
+                                    : 32767);
     }
     T *origin() { return origin_; }
 
@@ -170,11 +174,12 @@ struct Values {
     Pattern a, b;
     bool narrow;
 };
-inline const Values kValues[] = {
-    {Pattern::Random, Pattern::Random, false}, {Pattern::Max, Pattern::Min, false},
-    {Pattern::Min, Pattern::Max, false},       {Pattern::MinMax, Pattern::MaxMin, false},
-    {Pattern::RandomExtremes, Pattern::RandomExtremes, false},
-    {Pattern::Random, Pattern::Random, true}};
+inline const Values kValues[] = {{Pattern::Random, Pattern::Random, false},
+                                 {Pattern::Max, Pattern::Min, false},
+                                 {Pattern::Min, Pattern::Max, false},
+                                 {Pattern::MinMax, Pattern::MaxMin, false},
+                                 {Pattern::RandomExtremes, Pattern::RandomExtremes, false},
+                                 {Pattern::Random, Pattern::Random, true}};
 
 // Both inputs of one trial, cols x rows readable (plus slack after each row): stride signs from
 // bits 0 and 1 of the trial number, the guarded side from bit 2, values from kValues.

@@ -33,15 +33,31 @@ TEST(StrScan, MovesObeyTheirEndOfStringRules)
         const char *text;
         long expected;  // offset of the result, -1 for null
     } cases[] = {
-        {validw, "", -1}, {validw, "   ", -1}, {validw, " \t\r\nx", 4},
+        {validw, "", -1},
+        {validw, "   ", -1},
+        {validw, " \t\r\nx", 4},
         // eow never examines the last byte; a one-byte string is its own end, even a space.
-        {eow, "", -1}, {eow, "   ", -1}, {eow, "ab cd", 1}, {eow, "  ab\tc", 3},
-        {eow, "abc", -1}, {eow, "abc ", -1}, {eow, "a", 0}, {eow, " ", 0},
+        {eow, "", -1},
+        {eow, "   ", -1},
+        {eow, "ab cd", 1},
+        {eow, "  ab\tc", 3},
+        {eow, "abc", -1},
+        {eow, "abc ", -1},
+        {eow, "a", 0},
+        {eow, " ", 0},
         // nextw never returns the last byte.
-        {nextw, "a", -1}, {nextw, " a", -1}, {nextw, "  ab", 2},
+        {nextw, "a", -1},
+        {nextw, " a", -1},
+        {nextw, "  ab", 2},
         // nextl: the last byte of the first line end, unless that ends the string.
-        {nextl, "", -1}, {nextl, "abc", -1}, {nextl, "ab\r\ncd", 3}, {nextl, "ab\rcd", 2},
-        {nextl, "\n\n", 0}, {nextl, "abc\n", -1}, {nextl, "ab\r\n", -1}, {nextl, "ab\r", -1},
+        {nextl, "", -1},
+        {nextl, "abc", -1},
+        {nextl, "ab\r\ncd", 3},
+        {nextl, "ab\rcd", 2},
+        {nextl, "\n\n", 0},
+        {nextl, "abc\n", -1},
+        {nextl, "ab\r\n", -1},
+        {nextl, "ab\r", -1},
     };
     EXPECT_EQ(validw(nullptr), nullptr);
     for (const auto &c : cases) {
@@ -60,18 +76,26 @@ TEST(StrScan, FieldsAndLines)
         int result, len;
         long next;  // offset, -1 for null
     } cases[] = {
-        {Ctok, "=", "key=val", 0, 3, 4}, {Ctok, "=", "key=", 0, 3, -1},
-        {Ctok, "=", "key", 0, 3, -1},    {Ctok, "=", "", -1, 0, -1},
+        {Ctok, "=", "key=val", 0, 3, 4},
+        {Ctok, "=", "key=", 0, 3, -1},
+        {Ctok, "=", "key", 0, 3, -1},
+        {Ctok, "=", "", -1, 0, -1},
         {Ctok, "=", "a\r\nb=c", 0, 1, 2},
         // stok: no separator and no line end is an error with length 0; the separator is tested
         // before the line end, and an empty one matches at once.
-        {Stok, ": ", "a: b", 0, 1, 3},   {Stok, ": ", "a:b", -1, 0, -1},
-        {Stok, ": ", "key: ", 0, 3, -1}, {Stok, ": ", "ab\nc: d", 0, 2, 3},
-        {Stok, "\r\n", "ab\r\ncd", 0, 2, 4}, {Stok, "", "abc", 0, 0, 0},
+        {Stok, ": ", "a: b", 0, 1, 3},
+        {Stok, ": ", "a:b", -1, 0, -1},
+        {Stok, ": ", "key: ", 0, 3, -1},
+        {Stok, ": ", "ab\nc: d", 0, 2, 3},
+        {Stok, "\r\n", "ab\r\ncd", 0, 2, 4},
+        {Stok, "", "abc", 0, 0, 0},
         // A line's CR needs an LF; an unterminated line is an error that reports its length.
-        {Line, "", "GET /\r\nHost", 0, 5, 7}, {Line, "", "abc\r\n", 0, 3, -1},
-        {Line, "", "a\nb\r", 0, 1, 2},        {Line, "", "x\ry", -1, 0, -1},
-        {Line, "", "abc", -1, 3, -1},         {Line, "", "", -1, 0, -1},
+        {Line, "", "GET /\r\nHost", 0, 5, 7},
+        {Line, "", "abc\r\n", 0, 3, -1},
+        {Line, "", "a\nb\r", 0, 1, 2},
+        {Line, "", "x\ry", -1, 0, -1},
+        {Line, "", "abc", -1, 3, -1},
+        {Line, "", "", -1, 0, -1},
     };
     for (const auto &c : cases) {
         GuardedText g(c.text);

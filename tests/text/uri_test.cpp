@@ -95,8 +95,15 @@ TEST(UriEscape, OnlySpacesAreEscaped)
 TEST(UriEscape, OnlyDecimalDigitsDecode)
 {
     const std::pair<const char *, std::string> cases[] = {
-        {"a%20b", "a b"}, {"%41", "A"},       {"%2F", " "},      {"%ff", std::string(1, '\0')},
-        {"%99", "\x99"},  {"a+b", "a+b"},     {"%%41", "\x04" "1"}, {"", ""},
+        {"a%20b", "a b"},
+        {"%41", "A"},
+        {"%2F", " "},
+        {"%ff", std::string(1, '\0')},
+        {"%99", "\x99"},
+        {"a+b", "a+b"},
+        {"%%41", "\x04"
+                 "1"},
+        {"", ""},
     };
     for (const auto &[text, expected] : cases)
         EXPECT_EQ(convert(uri2a, text), expected) << '"' << text << '"';

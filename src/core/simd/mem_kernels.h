@@ -51,25 +51,66 @@ struct MemKernels {
     // Copies n bytes, 0 <= n < 128.
     static void copy_tail(uint8_t *d, const uint8_t *s, int64_t n)
     {
-        if (n & 64) { V::copy64(d, s); d += 64; s += 64; }
-        if (n & 32) { V::copy32(d, s); d += 32; s += 32; }
-        if (n & 16) { V::copy16(d, s); d += 16; s += 16; }
-        if (n & 8) { V::copy8(d, s); d += 8; s += 8; }
-        if (n & 4) { __builtin_memcpy(d, s, 4); d += 4; s += 4; }
-        if (n & 2) { __builtin_memcpy(d, s, 2); d += 2; s += 2; }
-        if (n & 1) *d = *s;
+        if (n & 64) {
+            V::copy64(d, s);
+            d += 64;
+            s += 64;
+        }
+        if (n & 32) {
+            V::copy32(d, s);
+            d += 32;
+            s += 32;
+        }
+        if (n & 16) {
+            V::copy16(d, s);
+            d += 16;
+            s += 16;
+        }
+        if (n & 8) {
+            V::copy8(d, s);
+            d += 8;
+            s += 8;
+        }
+        if (n & 4) {
+            __builtin_memcpy(d, s, 4);
+            d += 4;
+            s += 4;
+        }
+        if (n & 2) {
+            __builtin_memcpy(d, s, 2);
+            d += 2;
+            s += 2;
+        }
+        if (n & 1)
+            *d = *s;
     }
 
     // Fills n bytes, 0 <= n < 64, starting at an offset where the pattern's phase is 0 (the
     // 16-bit pattern only ever reaches here at even offsets with even counts).
     static void fill_tail(uint8_t *p, Reg v, uint64_t pattern, int64_t n)
     {
-        if (n & 32) { V::fill32(p, v); p += 32; }
-        if (n & 16) { V::fill16(p, v); p += 16; }
-        if (n & 8) { V::fill8(p, v); p += 8; }
-        if (n & 4) { __builtin_memcpy(p, &pattern, 4); p += 4; }
-        if (n & 2) { __builtin_memcpy(p, &pattern, 2); p += 2; }
-        if (n & 1) *p = static_cast<uint8_t>(pattern);
+        if (n & 32) {
+            V::fill32(p, v);
+            p += 32;
+        }
+        if (n & 16) {
+            V::fill16(p, v);
+            p += 16;
+        }
+        if (n & 8) {
+            V::fill8(p, v);
+            p += 8;
+        }
+        if (n & 4) {
+            __builtin_memcpy(p, &pattern, 4);
+            p += 4;
+        }
+        if (n & 2) {
+            __builtin_memcpy(p, &pattern, 2);
+            p += 2;
+        }
+        if (n & 1)
+            *p = static_cast<uint8_t>(pattern);
     }
 
     static uint64_t byte_pattern(int value)
@@ -191,7 +232,8 @@ struct MemKernels {
 
     static void mclr_x64(void *dst, int n)
     {
-        fill_run(static_cast<uint8_t *>(dst), V::splat8(0), 0, mem::whole_chunks_at_least_one(n, 64));
+        fill_run(static_cast<uint8_t *>(dst), V::splat8(0), 0,
+                 mem::whole_chunks_at_least_one(n, 64));
     }
 
     static void mset16(void *dst, int value, int n)
@@ -298,11 +340,11 @@ struct MemKernels {
     void mset16(void *dst, int value, int n) { K::mset16(dst, value, n); }                         \
     void mcpy_pic(void *dst, const void *src, int ds, int ss, int width, int height)               \
     {                                                                                              \
-        K::template mcpy_pic<1>(dst, src, ds, ss, width, height);                                              \
+        K::template mcpy_pic<1>(dst, src, ds, ss, width, height);                                  \
     }                                                                                              \
     void mcpy_pic_16(void *dst, const void *src, int ds, int ss, int width, int height)            \
     {                                                                                              \
-        K::template mcpy_pic<2>(dst, src, ds, ss, width, height);                                           \
+        K::template mcpy_pic<2>(dst, src, ds, ss, width, height);                                  \
     }                                                                                              \
     void mcpy_blk(void *dst, const void *src, int ds, int ss, int width, int height)               \
     {                                                                                              \

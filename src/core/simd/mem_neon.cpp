@@ -45,53 +45,51 @@ struct Neon {
     static void fill_stream(uint8_t *p, Reg v, int64_t bytes)
     {
         int64_t pairs = bytes >> 7;
-        asm volatile(
-            "mov v16.16b, %[v].16b\n\t"
-            "mov v17.16b, %[v].16b\n\t"
-            "mov v18.16b, %[v].16b\n\t"
-            "mov v19.16b, %[v].16b\n\t"
-            "cbz %[pairs], 2f\n"
-            "1:\n\t"
-            "st1 {v16.16b-v19.16b}, [%[p]], #64\n\t"
-            "st1 {v16.16b-v19.16b}, [%[p]], #64\n\t"
-            "subs %[pairs], %[pairs], #1\n\t"
-            "b.ne 1b\n"
-            "2:\n\t"
-            "tbz %[bytes], #6, 3f\n\t"
-            "st1 {v16.16b-v19.16b}, [%[p]], #64\n"
-            "3:\n\t"
-            "tbz %[bytes], #5, 4f\n\t"
-            "st1 {v16.16b-v17.16b}, [%[p]], #32\n"
-            "4:"
-            : [p] "+r"(p), [pairs] "+r"(pairs)
-            : [v] "w"(v), [bytes] "r"(bytes)
-            : "v16", "v17", "v18", "v19", "cc", "memory");
+        asm volatile("mov v16.16b, %[v].16b\n\t"
+                     "mov v17.16b, %[v].16b\n\t"
+                     "mov v18.16b, %[v].16b\n\t"
+                     "mov v19.16b, %[v].16b\n\t"
+                     "cbz %[pairs], 2f\n"
+                     "1:\n\t"
+                     "st1 {v16.16b-v19.16b}, [%[p]], #64\n\t"
+                     "st1 {v16.16b-v19.16b}, [%[p]], #64\n\t"
+                     "subs %[pairs], %[pairs], #1\n\t"
+                     "b.ne 1b\n"
+                     "2:\n\t"
+                     "tbz %[bytes], #6, 3f\n\t"
+                     "st1 {v16.16b-v19.16b}, [%[p]], #64\n"
+                     "3:\n\t"
+                     "tbz %[bytes], #5, 4f\n\t"
+                     "st1 {v16.16b-v17.16b}, [%[p]], #32\n"
+                     "4:"
+                     : [p] "+r"(p), [pairs] "+r"(pairs)
+                     : [v] "w"(v), [bytes] "r"(bytes)
+                     : "v16", "v17", "v18", "v19", "cc", "memory");
     }
 
     // bytes: a positive multiple of 64. Every 64-byte step prefetches the source ahead.
     static void copy_stream(uint8_t *d, const uint8_t *s, int64_t bytes)
     {
         int64_t pairs = bytes >> 7;
-        asm volatile(
-            "tbz %[bytes], #6, 1f\n\t"
-            "prfm pldl1keep, [%[s], %[ahead]]\n\t"
-            "ld1 {v16.16b-v19.16b}, [%[s]], #64\n\t"
-            "st1 {v16.16b-v19.16b}, [%[d]], #64\n"
-            "1:\n\t"
-            "cbz %[pairs], 3f\n"
-            "2:\n\t"
-            "prfm pldl1keep, [%[s], %[ahead]]\n\t"
-            "ld1 {v16.16b-v19.16b}, [%[s]], #64\n\t"
-            "prfm pldl1keep, [%[s], %[ahead]]\n\t"
-            "ld1 {v20.16b-v23.16b}, [%[s]], #64\n\t"
-            "st1 {v16.16b-v19.16b}, [%[d]], #64\n\t"
-            "subs %[pairs], %[pairs], #1\n\t"
-            "st1 {v20.16b-v23.16b}, [%[d]], #64\n\t"
-            "b.ne 2b\n"
-            "3:"
-            : [d] "+r"(d), [s] "+r"(s), [pairs] "+r"(pairs)
-            : [bytes] "r"(bytes), [ahead] "i"(mem::kPrefetchDistance)
-            : "v16", "v17", "v18", "v19", "v20", "v21", "v22", "v23", "cc", "memory");
+        asm volatile("tbz %[bytes], #6, 1f\n\t"
+                     "prfm pldl1keep, [%[s], %[ahead]]\n\t"
+                     "ld1 {v16.16b-v19.16b}, [%[s]], #64\n\t"
+                     "st1 {v16.16b-v19.16b}, [%[d]], #64\n"
+                     "1:\n\t"
+                     "cbz %[pairs], 3f\n"
+                     "2:\n\t"
+                     "prfm pldl1keep, [%[s], %[ahead]]\n\t"
+                     "ld1 {v16.16b-v19.16b}, [%[s]], #64\n\t"
+                     "prfm pldl1keep, [%[s], %[ahead]]\n\t"
+                     "ld1 {v20.16b-v23.16b}, [%[s]], #64\n\t"
+                     "st1 {v16.16b-v19.16b}, [%[d]], #64\n\t"
+                     "subs %[pairs], %[pairs], #1\n\t"
+                     "st1 {v20.16b-v23.16b}, [%[d]], #64\n\t"
+                     "b.ne 2b\n"
+                     "3:"
+                     : [d] "+r"(d), [s] "+r"(s), [pairs] "+r"(pairs)
+                     : [bytes] "r"(bytes), [ahead] "i"(mem::kPrefetchDistance)
+                     : "v16", "v17", "v18", "v19", "v20", "v21", "v22", "v23", "cc", "memory");
     }
 };
 

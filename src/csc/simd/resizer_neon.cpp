@@ -180,8 +180,7 @@ void irsz8b8b8b8b_full(const Handle &h, const uint8_t *src)
     irsz::whole_picture<irsz8b8b8b8b_line, irsz::Units{1, 1}>(h, src);
 }
 
-void irsz8b_line(const Handle &h, const uint8_t *top, const uint8_t *bottom, int v,
-                 uint8_t *dst)
+void irsz8b_line(const Handle &h, const uint8_t *top, const uint8_t *bottom, int v, uint8_t *dst)
 {
     if (!h.plan)
         return;

@@ -304,7 +304,8 @@ void scale(OZMU_CSC_PARAMS, void (*reference)(OZMU_CSC_PARAMS))
     if (Bytes == 4 && target.alpha_first)
         two_tables ? run<Planes, Bytes, Yuv, 2, true>(job) : run<Planes, Bytes, Yuv, 4, true>(job);
     else
-        two_tables ? run<Planes, Bytes, Yuv, 2, false>(job) : run<Planes, Bytes, Yuv, 4, false>(job);
+        two_tables ? run<Planes, Bytes, Yuv, 2, false>(job)
+                   : run<Planes, Bytes, Yuv, 4, false>(job);
 }
 
 }  // namespace

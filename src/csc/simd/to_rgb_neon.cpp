@@ -177,37 +177,36 @@ struct Rows {
 // The 8-pixel loop, `steps` >= 1 times, scheduled by hand: the compiler re-copies the store
 // group into fresh registers on every step. The group is v16..v19 (v16..v18 for 3-byte pixels);
 // R, G, B name the member each channel lands in, ALPHA_ONCE / ALPHA_EACH fill the fourth.
-#define OZMU_YUV8_LOOP(R, G, B, ALPHA_ONCE, ALPHA_EACH, STORE)                                    \
-    asm volatile(ALPHA_ONCE                                                                        \
-                 "1:\n\t"                                                                          \
-                 "ld1 {v0.8b}, [%[y]], #8\n\t"                                                     \
-                 "ld1 {v1.8b}, [%[u]], #8\n\t"                                                     \
-                 "ld1 {v2.8b}, [%[v]], #8\n\t" ALPHA_EACH                                          \
-                 "umull v3.8h, v2.8b, %[r_from_v].8b\n\t"                                          \
-                 "uaddl v4.8h, v0.8b, v2.8b\n\t"                                                   \
-                 "umull v5.8h, v1.8b, %[b_from_u].8b\n\t"                                          \
-                 "uaddl v6.8h, v0.8b, v1.8b\n\t"                                                   \
-                 "mov v7.16b, %[g_bias].16b\n\t"                                                   \
-                 "umlal v7.8h, v2.8b, %[g_from_v].8b\n\t"                                          \
-                 "usubl v0.8h, v0.8b, v2.8b\n\t"                                                   \
-                 "umlsl v7.8h, v1.8b, %[g_from_u].8b\n\t"                                          \
-                 "usra v4.8h, v3.8h, #8\n\t"                                                       \
-                 "ursra v6.8h, v5.8h, #8\n\t"                                                      \
-                 "usra v0.8h, v7.8h, #8\n\t"                                                       \
-                 "add v4.8h, v4.8h, %[r_bias].8h\n\t"                                              \
-                 "add v6.8h, v6.8h, %[b_bias].8h\n\t"                                              \
-                 "sqxtun " R ".8b, v4.8h\n\t"                                                      \
-                 "sqxtun " G ".8b, v0.8h\n\t"                                                      \
-                 "sqxtun " B ".8b, v6.8h\n\t"                                                      \
-                 "subs %[steps], %[steps], #1\n\t" STORE "\n\t"                                    \
-                 "b.ne 1b"                                                                         \
-                 : [y] "+r"(y), [u] "+r"(u), [v] "+r"(v), [a] "+r"(a), [out] "+r"(out),            \
-                   [steps] "+r"(steps)                                                             \
-                 : [r_from_v] "w"(w.r_from_v), [b_from_u] "w"(w.b_from_u),                         \
-                   [g_from_v] "w"(w.g_from_v), [g_from_u] "w"(w.g_from_u),                         \
-                   [r_bias] "w"(w.r_bias), [b_bias] "w"(w.b_bias), [g_bias] "w"(w.g_bias)          \
-                 : "v0", "v1", "v2", "v3", "v4", "v5", "v6", "v7", "v16", "v17", "v18", "v19",    \
-                   "cc", "memory")
+#define OZMU_YUV8_LOOP(R, G, B, ALPHA_ONCE, ALPHA_EACH, STORE)                                     \
+    asm volatile(                                                                                  \
+        ALPHA_ONCE "1:\n\t"                                                                        \
+                   "ld1 {v0.8b}, [%[y]], #8\n\t"                                                   \
+                   "ld1 {v1.8b}, [%[u]], #8\n\t"                                                   \
+                   "ld1 {v2.8b}, [%[v]], #8\n\t" ALPHA_EACH                                        \
+                   "umull v3.8h, v2.8b, %[r_from_v].8b\n\t"                                        \
+                   "uaddl v4.8h, v0.8b, v2.8b\n\t"                                                 \
+                   "umull v5.8h, v1.8b, %[b_from_u].8b\n\t"                                        \
+                   "uaddl v6.8h, v0.8b, v1.8b\n\t"                                                 \
+                   "mov v7.16b, %[g_bias].16b\n\t"                                                 \
+                   "umlal v7.8h, v2.8b, %[g_from_v].8b\n\t"                                        \
+                   "usubl v0.8h, v0.8b, v2.8b\n\t"                                                 \
+                   "umlsl v7.8h, v1.8b, %[g_from_u].8b\n\t"                                        \
+                   "usra v4.8h, v3.8h, #8\n\t"                                                     \
+                   "ursra v6.8h, v5.8h, #8\n\t"                                                    \
+                   "usra v0.8h, v7.8h, #8\n\t"                                                     \
+                   "add v4.8h, v4.8h, %[r_bias].8h\n\t"                                            \
+                   "add v6.8h, v6.8h, %[b_bias].8h\n\t"                                            \
+                   "sqxtun " R ".8b, v4.8h\n\t"                                                    \
+                   "sqxtun " G ".8b, v0.8h\n\t"                                                    \
+                   "sqxtun " B ".8b, v6.8h\n\t"                                                    \
+                   "subs %[steps], %[steps], #1\n\t" STORE "\n\t"                                  \
+                   "b.ne 1b"                                                                       \
+        : [y] "+r"(y), [u] "+r"(u), [v] "+r"(v), [a] "+r"(a), [out] "+r"(out), [steps] "+r"(steps) \
+        : [r_from_v] "w"(w.r_from_v), [b_from_u] "w"(w.b_from_u), [g_from_v] "w"(w.g_from_v),      \
+          [g_from_u] "w"(w.g_from_u), [r_bias] "w"(w.r_bias), [b_bias] "w"(w.b_bias),              \
+          [g_bias] "w"(w.g_bias)                                                                   \
+        : "v0", "v1", "v2", "v3", "v4", "v5", "v6", "v7", "v16", "v17", "v18", "v19", "cc",        \
+          "memory")
 
 #define OZMU_ST4 "st4 {v16.8b, v17.8b, v18.8b, v19.8b}, [%[out]], #32"
 #define OZMU_ST3 "st3 {v16.8b, v17.8b, v18.8b}, [%[out]], #24"
@@ -264,16 +263,16 @@ void yuv_rows(uint8_t *const src[4], int src_stride, int width, int height, uint
             left -= 4;
         }
         if (left > 0) {
-            const Rgb8x8 c = convert8(load_lanes(y, left), load_lanes(u, left),
-                                      load_lanes(v, left), w);
+            const Rgb8x8 c =
+                convert8(load_lanes(y, left), load_lanes(u, left), load_lanes(v, left), w);
             store_lanes<Order>(out, c.r, c.g, c.b, Alpha ? load_lanes(a, left) : opaque, left);
         }
     }
 }
 
 template <bool Alpha, PixelOrder... Orders>
-void convert_yuv(uint8_t *const src[4], int src_w, int src_h, int src_stride,
-                 uint8_t *const dst[4], int dst_stride, PixelTarget target)
+void convert_yuv(uint8_t *const src[4], int src_w, int src_h, int src_stride, uint8_t *const dst[4],
+                 int dst_stride, PixelTarget target)
 {
     const int width = yuv_row_pixels(src_w);
     if (src_h < 1 || width < 1)
@@ -343,8 +342,8 @@ void convert_planar(uint8_t *const src[4], int src_w, int src_h, int src_stride,
     if (src_h < 1 || src_w < 1)
         return;
     dispatch<Orders...>(target.order, [&](auto order) {
-        planar_rows<decltype(order)::value, Alpha>(src, src_stride, src_w, src_h,
-                                                   dst[target.slot], dst_stride);
+        planar_rows<decltype(order)::value, Alpha>(src, src_stride, src_w, src_h, dst[target.slot],
+                                                   dst_stride);
     });
 }
 
@@ -378,14 +377,14 @@ void yuv444_to_rgb888(OZMU_CSC_PARAMS)
 
 void yuv444_to_rgba8888(OZMU_CSC_PARAMS)
 {
-    convert_yuv<false, Rgba, Bgra, Argb, Abgr>(src, src_w, src_h, src_stride[0], dst,
-                                               dst_stride[0], yuv_rgba_target(dst_cs));
+    convert_yuv<false, Rgba, Bgra, Argb, Abgr>(src, src_w, src_h, src_stride[0], dst, dst_stride[0],
+                                               yuv_rgba_target(dst_cs));
 }
 
 void yuv444a8_to_rgba8888(OZMU_CSC_PARAMS)
 {
-    convert_yuv<true, Rgba, Bgra, Argb, Abgr>(src, src_w, src_h, src_stride[0], dst,
-                                              dst_stride[0], yuv_rgba_target(dst_cs));
+    convert_yuv<true, Rgba, Bgra, Argb, Abgr>(src, src_w, src_h, src_stride[0], dst, dst_stride[0],
+                                              yuv_rgba_target(dst_cs));
 }
 
 }  // namespace ozmu::neon

@@ -42,31 +42,31 @@ void diff_rows4x2(const uint8_t *&a, const uint8_t *&b, uint8_t *&o, Steps s)
 {
     if constexpr (K == Kind::U8) {
         asm volatile("ld1r {v16.2s}, [%[a]], %[sa]\n\t"
-            "ld1r {v17.2s}, [%[b]], %[sb]\n\t"
-            "ld1 {v16.s}[1], [%[a]], %[sa]\n\t"
-            "ld1 {v17.s}[1], [%[b]], %[sb]\n\t"
-            "usubl v16.8h, v16.8b, v17.8b\n\t"
-            "st1 {v16.d}[0], [%[o]], %[so]\n\t"
-            "st1 {v16.d}[1], [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "memory");
+                     "ld1r {v17.2s}, [%[b]], %[sb]\n\t"
+                     "ld1 {v16.s}[1], [%[a]], %[sa]\n\t"
+                     "ld1 {v17.s}[1], [%[b]], %[sb]\n\t"
+                     "usubl v16.8h, v16.8b, v17.8b\n\t"
+                     "st1 {v16.d}[0], [%[o]], %[so]\n\t"
+                     "st1 {v16.d}[1], [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "memory");
     } else if constexpr (K == Kind::S16) {
         asm volatile("ld1 {v16.4h}, [%[a]], %[sa]\n\t"
-            "ld1 {v17.4h}, [%[b]], %[sb]\n\t"
-            "ld1 {v16.d}[1], [%[a]], %[sa]\n\t"
-            "ld1 {v17.d}[1], [%[b]], %[sb]\n\t"
-            "sub v16.8h, v16.8h, v17.8h\n\t"
-            "st1 {v16.d}[0], [%[o]], %[so]\n\t"
-            "st1 {v16.d}[1], [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "memory");
+                     "ld1 {v17.4h}, [%[b]], %[sb]\n\t"
+                     "ld1 {v16.d}[1], [%[a]], %[sa]\n\t"
+                     "ld1 {v17.d}[1], [%[b]], %[sb]\n\t"
+                     "sub v16.8h, v16.8h, v17.8h\n\t"
+                     "st1 {v16.d}[0], [%[o]], %[so]\n\t"
+                     "st1 {v16.d}[1], [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "memory");
     } else {
         asm volatile("ld1 {v16.4h}, [%[a]], %[sa]\n\t"
-            "ld1r {v17.2s}, [%[b]], %[sb]\n\t"
-            "ld1 {v16.d}[1], [%[a]], %[sa]\n\t"
-            "ld1 {v17.s}[1], [%[b]], %[sb]\n\t"
-            "usubw v16.8h, v16.8h, v17.8b\n\t"
-            "st1 {v16.d}[0], [%[o]], %[so]\n\t"
-            "st1 {v16.d}[1], [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "memory");
+                     "ld1r {v17.2s}, [%[b]], %[sb]\n\t"
+                     "ld1 {v16.d}[1], [%[a]], %[sa]\n\t"
+                     "ld1 {v17.s}[1], [%[b]], %[sb]\n\t"
+                     "usubw v16.8h, v16.8h, v17.8b\n\t"
+                     "st1 {v16.d}[0], [%[o]], %[so]\n\t"
+                     "st1 {v16.d}[1], [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "memory");
     }
 }
 
@@ -77,42 +77,42 @@ void diff_row_narrow(const uint8_t *&a, const uint8_t *&b, uint8_t *&o, Steps s)
     static_assert(K != Kind::Bi);
     if constexpr (W == 4 && K == Kind::U8) {
         asm volatile("ld1 {v16.s}[0], [%[a]], %[sa]\n\t"
-            "ld1 {v17.s}[0], [%[b]], %[sb]\n\t"
-            "usubl v16.8h, v16.8b, v17.8b\n\t"
-            "st1 {v16.4h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "memory");
+                     "ld1 {v17.s}[0], [%[b]], %[sb]\n\t"
+                     "usubl v16.8h, v16.8b, v17.8b\n\t"
+                     "st1 {v16.4h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "memory");
     } else if constexpr (W == 4) {
         asm volatile("ld1 {v16.4h}, [%[a]], %[sa]\n\t"
-            "ld1 {v17.4h}, [%[b]], %[sb]\n\t"
-            "sub v16.4h, v16.4h, v17.4h\n\t"
-            "st1 {v16.4h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "memory");
+                     "ld1 {v17.4h}, [%[b]], %[sb]\n\t"
+                     "sub v16.4h, v16.4h, v17.4h\n\t"
+                     "st1 {v16.4h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "memory");
     } else if constexpr (W == 2 && K == Kind::U8) {
         asm volatile("ld1 {v16.h}[0], [%[a]], %[sa]\n\t"
-            "ld1 {v17.h}[0], [%[b]], %[sb]\n\t"
-            "usubl v16.8h, v16.8b, v17.8b\n\t"
-            "st1 {v16.s}[0], [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "memory");
+                     "ld1 {v17.h}[0], [%[b]], %[sb]\n\t"
+                     "usubl v16.8h, v16.8b, v17.8b\n\t"
+                     "st1 {v16.s}[0], [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "memory");
     } else if constexpr (W == 2) {
         asm volatile("ld1 {v16.s}[0], [%[a]], %[sa]\n\t"
-            "ld1 {v17.s}[0], [%[b]], %[sb]\n\t"
-            "sub v16.4h, v16.4h, v17.4h\n\t"
-            "st1 {v16.s}[0], [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "memory");
+                     "ld1 {v17.s}[0], [%[b]], %[sb]\n\t"
+                     "sub v16.4h, v16.4h, v17.4h\n\t"
+                     "st1 {v16.s}[0], [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "memory");
     } else if constexpr (K == Kind::U8) {
         static_assert(W == 1);
         asm volatile("ld1 {v16.b}[0], [%[a]], %[sa]\n\t"
-            "ld1 {v17.b}[0], [%[b]], %[sb]\n\t"
-            "usubl v16.8h, v16.8b, v17.8b\n\t"
-            "st1 {v16.h}[0], [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "memory");
+                     "ld1 {v17.b}[0], [%[b]], %[sb]\n\t"
+                     "usubl v16.8h, v16.8b, v17.8b\n\t"
+                     "st1 {v16.h}[0], [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "memory");
     } else {
         static_assert(W == 1);
         asm volatile("ld1 {v16.h}[0], [%[a]], %[sa]\n\t"
-            "ld1 {v17.h}[0], [%[b]], %[sb]\n\t"
-            "sub v16.4h, v16.4h, v17.4h\n\t"
-            "st1 {v16.h}[0], [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "memory");
+                     "ld1 {v17.h}[0], [%[b]], %[sb]\n\t"
+                     "sub v16.4h, v16.4h, v17.4h\n\t"
+                     "st1 {v16.h}[0], [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "memory");
     }
 }
 
@@ -124,81 +124,81 @@ void diff_row(const uint8_t *&a, const uint8_t *&b, uint8_t *&o, Steps s)
     static_assert(K != Kind::Bi);
     if constexpr (W == 8 && K == Kind::U8) {
         asm volatile("ld1 {v16.8b}, [%[a]], %[sa]\n\t"
-            "ld1 {v17.8b}, [%[b]], %[sb]\n\t"
-            "usubl v16.8h, v16.8b, v17.8b\n\t"
-            "st1 {v16.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "memory");
+                     "ld1 {v17.8b}, [%[b]], %[sb]\n\t"
+                     "usubl v16.8h, v16.8b, v17.8b\n\t"
+                     "st1 {v16.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "memory");
     } else if constexpr (W == 8) {
         asm volatile("ld1 {v16.8h}, [%[a]], %[sa]\n\t"
-            "ld1 {v17.8h}, [%[b]], %[sb]\n\t"
-            "sub v16.8h, v16.8h, v17.8h\n\t"
-            "st1 {v16.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "memory");
+                     "ld1 {v17.8h}, [%[b]], %[sb]\n\t"
+                     "sub v16.8h, v16.8h, v17.8h\n\t"
+                     "st1 {v16.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "memory");
     } else if constexpr (W == 16 && K == Kind::U8) {
         asm volatile("ld1 {v16.16b}, [%[a]], %[sa]\n\t"
-            "ld1 {v17.16b}, [%[b]], %[sb]\n\t"
-            "usubl v18.8h, v16.8b, v17.8b\n\t"
-            "usubl2 v19.8h, v16.16b, v17.16b\n\t"
-            "st1 {v18.8h, v19.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "v18", "v19", "memory");
+                     "ld1 {v17.16b}, [%[b]], %[sb]\n\t"
+                     "usubl v18.8h, v16.8b, v17.8b\n\t"
+                     "usubl2 v19.8h, v16.16b, v17.16b\n\t"
+                     "st1 {v18.8h, v19.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "v18", "v19", "memory");
     } else if constexpr (W == 16) {
         asm volatile("ld1 {v16.8h, v17.8h}, [%[a]], %[sa]\n\t"
-            "ld1 {v18.8h, v19.8h}, [%[b]], %[sb]\n\t"
-            "sub v16.8h, v16.8h, v18.8h\n\t"
-            "sub v17.8h, v17.8h, v19.8h\n\t"
-            "st1 {v16.8h, v17.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "v18", "v19", "memory");
+                     "ld1 {v18.8h, v19.8h}, [%[b]], %[sb]\n\t"
+                     "sub v16.8h, v16.8h, v18.8h\n\t"
+                     "sub v17.8h, v17.8h, v19.8h\n\t"
+                     "st1 {v16.8h, v17.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "v18", "v19", "memory");
     } else if constexpr (W == 32 && K == Kind::U8) {
         asm volatile("ld1 {v16.16b, v17.16b}, [%[a]], %[sa]\n\t"
-            "ld1 {v18.16b, v19.16b}, [%[b]], %[sb]\n\t"
-            "usubl v20.8h, v16.8b, v18.8b\n\t"
-            "usubl2 v21.8h, v16.16b, v18.16b\n\t"
-            "usubl v22.8h, v17.8b, v19.8b\n\t"
-            "usubl2 v23.8h, v17.16b, v19.16b\n\t"
-            "st1 {v20.8h, v21.8h, v22.8h, v23.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "v18", "v19", "v20", "v21", "v22", "v23", "memory");
+                     "ld1 {v18.16b, v19.16b}, [%[b]], %[sb]\n\t"
+                     "usubl v20.8h, v16.8b, v18.8b\n\t"
+                     "usubl2 v21.8h, v16.16b, v18.16b\n\t"
+                     "usubl v22.8h, v17.8b, v19.8b\n\t"
+                     "usubl2 v23.8h, v17.16b, v19.16b\n\t"
+                     "st1 {v20.8h, v21.8h, v22.8h, v23.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "v18", "v19", "v20", "v21", "v22", "v23", "memory");
     } else if constexpr (W == 32) {
         asm volatile("ld1 {v16.8h, v17.8h, v18.8h, v19.8h}, [%[a]], %[sa]\n\t"
-            "ld1 {v20.8h, v21.8h, v22.8h, v23.8h}, [%[b]], %[sb]\n\t"
-            "sub v16.8h, v16.8h, v20.8h\n\t"
-            "sub v17.8h, v17.8h, v21.8h\n\t"
-            "sub v18.8h, v18.8h, v22.8h\n\t"
-            "sub v19.8h, v19.8h, v23.8h\n\t"
-            "st1 {v16.8h, v17.8h, v18.8h, v19.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "v18", "v19", "v20", "v21", "v22", "v23", "memory");
+                     "ld1 {v20.8h, v21.8h, v22.8h, v23.8h}, [%[b]], %[sb]\n\t"
+                     "sub v16.8h, v16.8h, v20.8h\n\t"
+                     "sub v17.8h, v17.8h, v21.8h\n\t"
+                     "sub v18.8h, v18.8h, v22.8h\n\t"
+                     "sub v19.8h, v19.8h, v23.8h\n\t"
+                     "st1 {v16.8h, v17.8h, v18.8h, v19.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "v18", "v19", "v20", "v21", "v22", "v23", "memory");
     } else if constexpr (W == 64 && K == Kind::U8) {
         asm volatile("ld1 {v16.16b, v17.16b, v18.16b, v19.16b}, [%[a]], %[sa]\n\t"
-            "ld1 {v20.16b, v21.16b, v22.16b, v23.16b}, [%[b]], %[sb]\n\t"
-            "usubl v24.8h, v16.8b, v20.8b\n\t"
-            "usubl2 v25.8h, v16.16b, v20.16b\n\t"
-            "usubl v26.8h, v17.8b, v21.8b\n\t"
-            "usubl2 v27.8h, v17.16b, v21.16b\n\t"
-            "usubl v28.8h, v18.8b, v22.8b\n\t"
-            "usubl2 v29.8h, v18.16b, v22.16b\n\t"
-            "usubl v30.8h, v19.8b, v23.8b\n\t"
-            "usubl2 v31.8h, v19.16b, v23.16b\n\t"
-            "st1 {v24.8h, v25.8h, v26.8h, v27.8h}, [%[o]], #64\n\t"
-            "st1 {v28.8h, v29.8h, v30.8h, v31.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "v18", "v19", "v20", "v21", "v22", "v23", "v24", "v25", "v26",
-              "v27", "v28", "v29", "v30", "v31", "memory");
+                     "ld1 {v20.16b, v21.16b, v22.16b, v23.16b}, [%[b]], %[sb]\n\t"
+                     "usubl v24.8h, v16.8b, v20.8b\n\t"
+                     "usubl2 v25.8h, v16.16b, v20.16b\n\t"
+                     "usubl v26.8h, v17.8b, v21.8b\n\t"
+                     "usubl2 v27.8h, v17.16b, v21.16b\n\t"
+                     "usubl v28.8h, v18.8b, v22.8b\n\t"
+                     "usubl2 v29.8h, v18.16b, v22.16b\n\t"
+                     "usubl v30.8h, v19.8b, v23.8b\n\t"
+                     "usubl2 v31.8h, v19.16b, v23.16b\n\t"
+                     "st1 {v24.8h, v25.8h, v26.8h, v27.8h}, [%[o]], #64\n\t"
+                     "st1 {v28.8h, v29.8h, v30.8h, v31.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "v18", "v19", "v20", "v21", "v22", "v23", "v24", "v25", "v26",
+                       "v27", "v28", "v29", "v30", "v31", "memory");
     } else {
         static_assert(W == 64 && K == Kind::S16);
         asm volatile("ld1 {v16.8h, v17.8h, v18.8h, v19.8h}, [%[a]], #64\n\t"
-            "ld1 {v20.8h, v21.8h, v22.8h, v23.8h}, [%[a]], %[sa]\n\t"
-            "ld1 {v24.8h, v25.8h, v26.8h, v27.8h}, [%[b]], #64\n\t"
-            "ld1 {v28.8h, v29.8h, v30.8h, v31.8h}, [%[b]], %[sb]\n\t"
-            "sub v16.8h, v16.8h, v24.8h\n\t"
-            "sub v17.8h, v17.8h, v25.8h\n\t"
-            "sub v18.8h, v18.8h, v26.8h\n\t"
-            "sub v19.8h, v19.8h, v27.8h\n\t"
-            "sub v20.8h, v20.8h, v28.8h\n\t"
-            "sub v21.8h, v21.8h, v29.8h\n\t"
-            "sub v22.8h, v22.8h, v30.8h\n\t"
-            "sub v23.8h, v23.8h, v31.8h\n\t"
-            "st1 {v16.8h, v17.8h, v18.8h, v19.8h}, [%[o]], #64\n\t"
-            "st1 {v20.8h, v21.8h, v22.8h, v23.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
-            : "v16", "v17", "v18", "v19", "v20", "v21", "v22", "v23", "v24", "v25", "v26",
-              "v27", "v28", "v29", "v30", "v31", "memory");
+                     "ld1 {v20.8h, v21.8h, v22.8h, v23.8h}, [%[a]], %[sa]\n\t"
+                     "ld1 {v24.8h, v25.8h, v26.8h, v27.8h}, [%[b]], #64\n\t"
+                     "ld1 {v28.8h, v29.8h, v30.8h, v31.8h}, [%[b]], %[sb]\n\t"
+                     "sub v16.8h, v16.8h, v24.8h\n\t"
+                     "sub v17.8h, v17.8h, v25.8h\n\t"
+                     "sub v18.8h, v18.8h, v26.8h\n\t"
+                     "sub v19.8h, v19.8h, v27.8h\n\t"
+                     "sub v20.8h, v20.8h, v28.8h\n\t"
+                     "sub v21.8h, v21.8h, v29.8h\n\t"
+                     "sub v22.8h, v22.8h, v30.8h\n\t"
+                     "sub v23.8h, v23.8h, v31.8h\n\t"
+                     "st1 {v16.8h, v17.8h, v18.8h, v19.8h}, [%[o]], #64\n\t"
+                     "st1 {v20.8h, v21.8h, v22.8h, v23.8h}, [%[o]], %[so]" OZMU_ROW_OPERANDS
+                     : "v16", "v17", "v18", "v19", "v20", "v21", "v22", "v23", "v24", "v25", "v26",
+                       "v27", "v28", "v29", "v30", "v31", "memory");
     }
 }
 
@@ -234,9 +234,9 @@ void diff_fixed(const FirstT<K> *block_a, const SecondT<K> *block_b, int stride_
 }
 
 // ---------------------------------------------------------------------------------------------
-// Generic sizes. An output apart from both inputs (and from itself) is written in strips of 32, 16, 8, 4, 2 and 1
-// columns down the rows; otherwise row by row, in chunks of the same widths left to right where
-// that gives the reference's result and sample by sample where it does not.
+// Generic sizes. An output apart from both inputs (and from itself) is written in strips of 32, 16,
+// 8, 4, 2 and 1 columns down the rows; otherwise row by row, in chunks of the same widths left to
+// right where that gives the reference's result and sample by sample where it does not.
 
 template <int W, Kind K>
 void diff_any_row(const uint8_t *&a, const uint8_t *&b, uint8_t *&o, Steps s)
@@ -260,7 +260,7 @@ void diff_strip(const uint8_t *a, const uint8_t *b, uint8_t *o, Steps s, int h)
 
 // Steps past one chunk of W samples.
 template <int W, Kind K>
-constexpr Steps kChunk{W * ptrdiff_t{sizeof(FirstT<K>)}, W * ptrdiff_t{sizeof(SecondT<K>)}, 2 * W};
+constexpr Steps kChunk{W * ptrdiff_t{sizeof(FirstT<K>)}, W *ptrdiff_t{sizeof(SecondT<K>)}, 2 * W};
 
 template <int W, Kind K>
 void diff_chunk(const uint8_t *&a, const uint8_t *&b, uint8_t *&o)
@@ -348,8 +348,8 @@ __attribute__((noinline)) void diff_rows(int w, int h, const T *a, const T *b, i
 }
 
 template <Kind K, class T>
-void diff_generic(int w, int h, const T *a, const T *b, int stride_a, int stride_b,
-                  int stride_out, int16_t *out)
+void diff_generic(int w, int h, const T *a, const T *b, int stride_a, int stride_b, int stride_out,
+                  int16_t *out)
 {
     if (w < 1 || h < 1)
         return;

@@ -44,7 +44,7 @@ const Bytes<N> &bytes_at(const uint8_t *p)
 // repeats them over the register); "=w" loads write the whole register, "+w" (_laneN) one lane.
 #define OZMU_LOAD2(name, insn_a, bytes_a, insn_b, bytes_b, access)                                 \
     template <class VA, class VB>                                                                  \
-    void name(VA &va, VB &vb, const uint8_t *&a, const uint8_t *&b, ptrdiff_t step_a,             \
+    void name(VA &va, VB &vb, const uint8_t *&a, const uint8_t *&b, ptrdiff_t step_a,              \
               ptrdiff_t step_b)                                                                    \
     {                                                                                              \
         asm(insn_a ", [%2], %4\n\t" insn_b ", [%3], %5"                                            \
@@ -127,10 +127,7 @@ public:
         xored_ = vaddw_u16(xored_, vreinterpret_u16_s16(veor_s16(v.d, m)));
         masks_ = vaddw_s16(masks_, m);
     }
-    uint32_t total() const
-    {
-        return vaddvq_u32(vsubq_u32(xored_, vreinterpretq_u32_s32(masks_)));
-    }
+    uint32_t total() const { return vaddvq_u32(vsubq_u32(xored_, vreinterpretq_u32_s32(masks_))); }
 
 private:
     uint32x4_t xored_;
@@ -203,10 +200,9 @@ inline void load_diffs16(Diffs &lo, Diffs &hi, const uint8_t *&a, const uint8_t 
         "shsub %[h0].8h, v16.8h, v18.8h\n\t"
         "sub %[d1].8h, v17.8h, v19.8h\n\t"
         "shsub %[h1].8h, v17.8h, v19.8h"
-        : [d0] "=w"(lo.d), [h0] "=w"(lo.h), [d1] "=w"(hi.d), [h1] "=w"(hi.h), [a] "+r"(a),
-          [b] "+r"(b)
-        : [step_a] "r"(step_a), [step_b] "r"(step_b), "m"(bytes_at<32>(a)),
-          "m"(bytes_at<32>(b))
+        :
+        [d0] "=w"(lo.d), [h0] "=w"(lo.h), [d1] "=w"(hi.d), [h1] "=w"(hi.h), [a] "+r"(a), [b] "+r"(b)
+        : [step_a] "r"(step_a), [step_b] "r"(step_b), "m"(bytes_at<32>(a)), "m"(bytes_at<32>(b))
         : "v16", "v17", "v18", "v19");
 }
 
@@ -443,8 +439,8 @@ void add_strip(Sum &sum, const uint8_t *a, const uint8_t *b, ptrdiff_t step_a, p
 {
     uint8x16_t va, vb;
     uint8x8_t ra, rb;
-    _Pragma("GCC unroll 2")
-    for (int y = rows; y > 0; --y) {
+    _Pragma("GCC unroll 2") for (int y = rows; y > 0; --y)
+    {
         if constexpr (sizeof(T) == 1 && Columns == 16) {
             load2_q(va, vb, a, b, step_a, step_b);
             sum.add(va, vb);

@@ -85,7 +85,7 @@ OZMU_INLINE void load_4x4(uint8x16_t &rows01, uint8x16_t &rows23, const int16_t 
 
 // A row of each block in one statement, both pointers stepped (with two statements g++ moves
 // the pointers between registers). q loads 16 bytes, d 8.
-#define OZMU_LOAD_ROWS(name, insn_a, n_a, insn_b, n_b)                                            \
+#define OZMU_LOAD_ROWS(name, insn_a, n_a, insn_b, n_b)                                             \
     template <class VA, class VB>                                                                  \
     OZMU_INLINE void name(VA &va, VB &vb, const uint8_t *&a, const uint8_t *&b, ptrdiff_t step_a,  \
                           ptrdiff_t step_b)                                                        \
@@ -204,11 +204,10 @@ OZMU_INLINE uint32x4_t maxima4x4_wide(int16x8_t rows01, int16x8_t rows23)
 // Two side-by-side tiles, residual row i in r[i] (columns 0-3 the first tile, 4-7 the second).
 OZMU_INLINE uint32x4_t maxima4x8_wide(const int16x8_t (&r)[4])
 {
-    const uint32x4_t first = maxima4x4_wide(
-        vaddl_s16(vget_low_s16(r[0]), vget_low_s16(r[2])),
-        vaddl_s16(vget_low_s16(r[1]), vget_low_s16(r[3])),
-        vsubl_s16(vget_low_s16(r[0]), vget_low_s16(r[2])),
-        vsubl_s16(vget_low_s16(r[1]), vget_low_s16(r[3])));
+    const uint32x4_t first = maxima4x4_wide(vaddl_s16(vget_low_s16(r[0]), vget_low_s16(r[2])),
+                                            vaddl_s16(vget_low_s16(r[1]), vget_low_s16(r[3])),
+                                            vsubl_s16(vget_low_s16(r[0]), vget_low_s16(r[2])),
+                                            vsubl_s16(vget_low_s16(r[1]), vget_low_s16(r[3])));
     const uint32x4_t second =
         maxima4x4_wide(vaddl_high_s16(r[0], r[2]), vaddl_high_s16(r[1], r[3]),
                        vsubl_high_s16(r[0], r[2]), vsubl_high_s16(r[1], r[3]));
@@ -326,10 +325,7 @@ OZMU_INLINE void residual8x8_wide(int32x4_t (&lo)[8], int32x4_t (&hi)[8], const 
 // ---------------------------------------------------------------------------------------------
 // Entry points.
 
-int hadamard4x4(const int16_t *coef)
-{
-    return cost4x4_wide(vld1q_s16(coef), vld1q_s16(coef + 8));
-}
+int hadamard4x4(const int16_t *coef) { return cost4x4_wide(vld1q_s16(coef), vld1q_s16(coef + 8)); }
 
 int satd4x4(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b)
 {
