@@ -255,7 +255,12 @@ OZMU_API int ozmu_imgb_rebirth(ozmu_imgb *img, int width, int height, int cs, in
  * ========================================================================================== */
 
 /* Fills each plane's border by edge replication; pad[i] as at creation. 8-bit formats 10, 11,
- * 12, 13, 18, 22, 41..44 and 16-bit formats 20, 60..64; anything else returns -211. */
+ * 12, 13, 18, 22, 41..44 and 16-bit formats 20, 60..64; anything else returns -211.
+ * Keep pad's horizontal border equal to the creation one (a smaller vertical one is safe): the
+ * rows above and below are copied as whole strides starting that many samples left of the
+ * picture, so a narrower one runs past the plane's end. Each left border starts pad's vertical
+ * border (not its horizontal one) left of the row, and all left borders are filled before the
+ * right ones: with unequal borders, a left fill reaches into the row above. */
 OZMU_API int ozmu_imgb_expand(ozmu_imgb *img, const uint32_t *pad);
 /* Copies len bytes from src count times back to back from dst. */
 OZMU_API void ozmu_imgb_expand_hor(const void *src, void *dst, int len, int count);
@@ -308,8 +313,9 @@ struct ozmu_vdata {
 };
 
 /* Audio buffer: layout outside 1..99 gives one buffer per channel (at most 8) of
- * ((bits + 7) >> 3) * samples bytes; inside, one interleaved buffer for all channels. The
- * reserved argument is ignored. With a caller's buf_alloc, buf_free is taken as given; a null
+ * ((bits + 7) >> 3) * samples bytes; inside, one interleaved buffer for all channels. Sizes are
+ * worked out in 32-bit unsigned arithmetic and wrap (bits + 7 included). The reserved argument
+ * is ignored. With a caller's buf_alloc, buf_free is taken as given; a null
  * one leaves the buffers to the caller. Errors: -102, -203. */
 OZMU_API ozmu_audb *ozmu_audb_create(int samples, int channels, int bits, int rate, int layout,
                                      uint64_t reserved, ozmu_fn_alloc buf_alloc,
@@ -334,10 +340,12 @@ OZMU_API void ozmu_vdata_free(ozmu_vdata *v);
  * Bitstream reader
  * ========================================================================================== */
 
-/* Refill callback: loads up to `bytes` (at most 4) bytes at bs->cur into the top of bs->code,
- * zeros below, replaces bs->leftbits with the number of bits loaded and advances bs->cur; the
- * calling operation merges the bits it still held. Returns 0, or non-zero when nothing could be
- * loaded (then code and leftbits must be 0). */
+/* Refill callback: loads up to `bytes` bytes at bs->cur into the top of bs->code, zeros below,
+ * replaces bs->leftbits with the number of bits loaded and advances bs->cur; the calling
+ * operation merges the bits it still held. Returns 0, or non-zero when nothing could be loaded
+ * (then code and leftbits must be 0). `bytes` is 1..4 in every call, also when a read past the
+ * end of the data has left leftbits negative (peek then asks for 4, the most the default refill
+ * loads). */
 typedef int (*ozmu_bsr_flush_fn)(ozmu_bsr *bs, int bytes);
 
 /* MSB-first reader over caller memory; the caller allocates the record. The next unread bit is
@@ -394,13 +402,23 @@ OZMU_API uint32_t ozmu_bsr_read_un(ozmu_bsr *bs);
 /* Truncated unary, at most max: a count reaching max through a 0 consumes the 0, one cut at max
  * consumes max bits; a full 32-bit cache starting with 1 yields max without being examined. */
 OZMU_API uint32_t ozmu_bsr_read_tu(ozmu_bsr *bs, int max);
+/* Trap, kept deliberately: when the 0 that ends a unary code is the last bit of a freshly loaded
+ * cache word (31 ones, then the 0), read_un and read_tu (with max at least the count) consume
+ * those 32 bits by a shift of 32 taken modulo 32, i.e. none: the word stays in code with
+ * leftbits 0, and the next read takes its top bits as bits still held. On FF FF FF FE 00 00,
+ * read_un or read_tu(bs, 32) returns 31, and three read(bs, 8) then give 0xFF (not 00), 00 and
+ * 0xFFFFFFFF (end of data). Where such a code can occur, set code to 0 when the call leaves
+ * leftbits 0. */
 
 /* ============================================================================================
  * Bitstream writer
  * ========================================================================================== */
 
 /* Drain callback: writes the top (39 - leftbits) >> 3 bytes of bs->code at bs->cur, in order,
- * and advances cur. The writer resets or recomputes code and leftbits itself afterwards. */
+ * and advances cur. The writer resets or recomputes code and leftbits itself afterwards. That
+ * count is never more than 4: where write1 has overfilled the cache (leftbits below 0) the
+ * callback sees leftbits 0, a whole word of 4 bytes, which is what the default drain writes
+ * (deinit gives the record its leftbits back unless the callback set it). */
 typedef int (*ozmu_bsw_flush_fn)(ozmu_bsw *bs);
 
 /* MSB-first writer into caller memory; the caller allocates the record. Bits are placed from

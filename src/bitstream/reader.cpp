@@ -1,5 +1,6 @@
 // MSB-first bit reader through a 32-bit cache word. The valid bits are the top `leftbits` bits
 // of `code` and everything below them is 0, which lets every decoder look at the whole word.
+#include <algorithm>
 #include <cstring>
 
 #include "bitstream/cache.h"
@@ -163,7 +164,9 @@ uint32_t ozmu_bsr_peek(ozmu_bsr *bs, int size)
 {
     int held = bs->leftbits;
     if (held < size) {
-        const int bytes = (32 - held) >> 3;
+        // A negative leftbits (after a read or skip past the data) would ask for 5 bytes; the
+        // default refill loads at most 4 anyway, and no callback is asked for more.
+        const int bytes = std::min((32 - held) >> 3, kCacheBytes);
         if (bytes > 0) {
             const uint32_t old = bs->code;
             refill(bs, bytes);  // a failure adds no bits

@@ -28,12 +28,24 @@ void store_bytes(ozmu_bsw *bs)
     bs->code = code;
 }
 
-inline void drain(ozmu_bsw *bs)
+// A caller's drain works its count out from leftbits, which write1 takes below 0 once the cache
+// is overfull: that would ask for 5 bytes or more. The callback sees leftbits 0 instead, a whole
+// word of 4 bytes, exactly what the default drain writes from either state. Unless the callback
+// set leftbits itself, the record gets its own value back (deinit resets nothing).
+inline int drain(ozmu_bsw *bs)
 {
-    if (bs->flush_fn == &ozmu_bsw_flush)
+    if (bs->flush_fn == &ozmu_bsw_flush) {
         store_bytes(bs);
-    else
-        bs->flush_fn(bs);
+        return 0;
+    }
+    const int left = bs->leftbits;
+    if (left >= 0)
+        return bs->flush_fn(bs);
+    bs->leftbits = 0;
+    const int result = bs->flush_fn(bs);
+    if (bs->leftbits == 0)
+        bs->leftbits = left;
+    return result;
 }
 
 // Room for a whole-word drain: cur + 4 <= end.
@@ -159,7 +171,7 @@ int ozmu_bsw_flush(ozmu_bsw *bs)
     return 0;
 }
 
-int ozmu_bsw_deinit(ozmu_bsw *bs) { return bs->flush_fn(bs); }
+int ozmu_bsw_deinit(ozmu_bsw *bs) { return drain(bs); }
 
 int ozmu_bsw_write(ozmu_bsw *bs, uint32_t value, int len) { return put_bits(bs, value, len); }
 

@@ -49,9 +49,10 @@ ozmu_audb *ozmu_audb_create(int samples, int channels, int bits, int rate, int l
     a->buf_alloc = buf_alloc;
     a->buf_free = buf_free;
 
-    // Sizes wrap rather than overflow; a wrapped size is the caller's mistake either way.
+    // Sizes wrap rather than overflow, all in 32-bit unsigned arithmetic (bits + 7 included): a
+    // wrapped size is the caller's mistake either way.
     const uint32_t channel_bytes =
-        static_cast<uint32_t>((bits + 7) >> 3) * static_cast<uint32_t>(samples);
+        ((static_cast<uint32_t>(bits) + 7u) >> 3) * static_cast<uint32_t>(samples);
     const bool interleaved = is_interleaved(layout);
     // More than eight planar channels do not fit the record: only the first eight are served.
     const int slots = interleaved ? 1 : std::clamp(channels, 0, kMaxBuffers);

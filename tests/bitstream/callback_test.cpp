@@ -114,4 +114,65 @@ TEST(BitCallbacks, StreamingDrainWritesLikeTheDefault)
     }
 }
 
+// A callback written to the contract, counting what it is asked for. The reader's and writer's
+// records come first in the structs, as for the callbacks above.
+struct CountingReader {
+    ozmu_bsr bs;
+    int most_asked = 0;
+};
+
+int counting_refill(ozmu_bsr *bs, int bytes)
+{
+    auto *r = reinterpret_cast<CountingReader *>(bs);
+    r->most_asked = std::max(r->most_asked, bytes);
+    return ozmu_bsr_flush(bs, bytes);
+}
+
+struct CountingWriter {
+    ozmu_bsw bs;
+    int most_asked = 0;
+};
+
+int counting_drain(ozmu_bsw *bs)  // writes all it is asked for: the record's buffer is exact
+{
+    auto *w = reinterpret_cast<CountingWriter *>(bs);
+    const int n = (39 - bs->leftbits) >> 3;
+    w->most_asked = std::max(w->most_asked, n);
+    for (int i = 0; i < n; ++i, bs->code <<= 8)
+        *bs->cur++ = static_cast<uint8_t>(bs->code >> 24);
+    return 0;
+}
+
+// Past the end of the data leftbits is negative and peek's top-up would come to 5 bytes; an
+// overfull writer cache (leftbits -1) would make the drain's count 5. Both callbacks are asked
+// for 4, and everything stays as with the default callbacks.
+TEST(BitCallbacks, NeverAskedForMoreThanFourBytes)
+{
+    std::unique_ptr<uint8_t[]> in(new uint8_t[2]{0xAB, 0xCD});
+    CountingReader cr{};
+    ozmu_bsr ref;
+    ozmu_bsr_init(&cr.bs, in.get(), 2, counting_refill);
+    ozmu_bsr_init(&ref, in.get(), 2, nullptr);
+    for (ozmu_bsr *bs : {&cr.bs, &ref})
+        ozmu_bsr_skip(bs, 24);
+    EXPECT_EQ(ozmu_bsr_peek(&cr.bs, 8), ozmu_bsr_peek(&ref, 8));
+    EXPECT_EQ(std::make_tuple(cr.bs.code, cr.bs.leftbits, cr.bs.cur, cr.most_asked),
+              std::make_tuple(ref.code, ref.leftbits, ref.cur, 4));
+
+    std::unique_ptr<uint8_t[]> out(new uint8_t[8]), ref_out(new uint8_t[8]);
+    CountingWriter cw{};
+    ozmu_bsw ref_w;
+    ozmu_bsw_init(&cw.bs, out.get(), 8, counting_drain);
+    ozmu_bsw_init(&ref_w, ref_out.get(), 8, nullptr);
+    for (ozmu_bsw *bs : {&cw.bs, &ref_w}) {
+        ozmu_bsw_write(bs, 0, 31);
+        ozmu_bsw_write_ue(bs, 65535);  // 33 bits: the new word is full, no room to drain it
+        EXPECT_EQ(bs->leftbits, 0);
+        EXPECT_EQ(ozmu_bsw_write1(bs, 1), 0);  // leftbits -1, then a drain at cur = 4
+    }
+    EXPECT_EQ(std::make_tuple(cw.bs.code, cw.bs.leftbits, cw.bs.cur - out.get(), cw.most_asked),
+              std::make_tuple(ref_w.code, ref_w.leftbits, ref_w.cur - ref_out.get(), 4));
+    EXPECT_TRUE(same_bytes(ref_out.get(), out.get(), 8));
+}
+
 }  // namespace

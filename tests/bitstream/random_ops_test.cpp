@@ -2,8 +2,8 @@
 // long sequences over random and biased buffers of 0..64 bytes, with the result, the record's
 // code, leftbits and cur (and for the writer every byte it can reach) compared after every step.
 // Each sequence ends a few steps after the end of the data is reached, so it is reached often but
-// not dwelt on; the odd states (leftbits below -8 or above 32, peeks asking for more than 4 bytes)
-// come up hundreds of times per run.
+// not dwelt on; the odd states (leftbits below -8 or above 32, peeks whose top-up would pass 4
+// bytes) come up hundreds of times per run.
 #include <memory>
 #include <tuple>
 

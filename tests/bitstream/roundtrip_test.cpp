@@ -125,6 +125,25 @@ TEST(BitExamples, ReaderDocumentedValues)
     EXPECT_EQ(after(r.read_un()), std::pair(32u, 7));
 }
 
+// Kept: 31 ones and their 0 fill the refilled word exactly, and consuming those 32 bits shifts by
+// 32 modulo 32, i.e. not at all. The word stays in the cache with leftbits 0, so the next read
+// takes its top bits as held ones and the first data byte after the code is lost.
+TEST(BitExamples, UnaryCodeEndingOnTheWordBoundaryLeavesItsWord)
+{
+    for (const bool truncated : {false, true}) {
+        std::vector<uint8_t> data = {0xFF, 0xFF, 0xFF, 0xFE, 0x00, 0x00};
+        ozmu_bsr bs;
+        ozmu_bsr_init(&bs, data.data(), static_cast<int>(data.size()), nullptr);
+        EXPECT_EQ(truncated ? ozmu_bsr_read_tu(&bs, 32) : ozmu_bsr_read_un(&bs), 31u);
+        EXPECT_EQ(std::make_tuple(bs.code, bs.leftbits), std::make_tuple(0xFFFFFFFEu, 0));
+        const uint32_t rest[] = {ozmu_bsr_read(&bs, 8), ozmu_bsr_read(&bs, 8),
+                                 ozmu_bsr_read(&bs, 8)};
+        EXPECT_EQ(std::vector<uint32_t>(rest, rest + 3),
+                  std::vector<uint32_t>({0xFFu, 0x00u, 0xFFFFFFFFu}))
+            << (truncated ? "tu" : "un");
+    }
+}
+
 // cur, leftbits, code
 auto state(const ozmu_bsw &w) { return std::make_tuple(w.cur - w.beg, w.leftbits, w.code); }
 

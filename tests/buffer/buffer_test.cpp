@@ -3,6 +3,7 @@
 // with a payload allocator that marks fresh blocks, can refuse its n-th call and checks that each
 // block comes back exactly once with its own aux value.
 #include <algorithm>
+#include <climits>
 #include <atomic>
 #include <deque>
 #include <map>
@@ -426,6 +427,11 @@ TEST_F(Counted, AudioBuffersPerChannelOrInterleaved)
         EXPECT_EQ(got, want) << samples << " " << channels << " " << bits << " " << layout;
         EXPECT_EQ(a->release(a), 0);
     }
+    // Sizes wrap, bits + 7 included: (2^31 + 6) >> 3 = 2^28 bytes a sample, 16 samples 2^32 = 0.
+    ozmu_audb *a = ozmu_audb_create(16, 2, INT_MAX, 48000, 0, 0, pool_alloc, pool_free, nullptr);
+    ASSERT_NE(a, nullptr);
+    EXPECT_EQ(V({a->size[0], a->size[1], pool.last_size, a->bits}), V({0, 0, 0, INT_MAX}));
+    EXPECT_EQ(a->release(a), 0);
 }
 
 TEST(Vdata, OwnsACopyFollowedByTwoZeroBytes)
