@@ -142,6 +142,29 @@ OZMU_API int ozmu_get_temp_path(char *buf);
 OZMU_API int ozmu_get_mac_addr(int index, uint8_t addr[8]);
 
 /* ============================================================================================
+ * Core: processor tiers
+ *
+ * On x86-64 the vectorised routines come in tiers; each exported routine runs the best version
+ * the processor has, chosen once (at the first call that needs a choice) and never changed
+ * afterwards. Every tier gives the same results bit for bit. AArch64 always runs its NEON code.
+ * The environment variable OZMU_CPU_DISABLE (tier names separated by commas, e.g. "avx512" or
+ * "avx2,avx512") removes tiers when the choice is made; removing a tier removes those above it.
+ * ========================================================================================== */
+#define OZMU_CPU_SSE2 (1u << 0)   /* x86-64 baseline */
+#define OZMU_CPU_SSSE3 (1u << 1)  /* SSSE3 and SSE4.1 */
+#define OZMU_CPU_AVX2 (1u << 2)   /* AVX2 and BMI2 */
+#define OZMU_CPU_AVX512 (1u << 3) /* AVX-512 F, BW, DQ, VL and VBMI */
+#define OZMU_CPU_NEON (1u << 8)   /* AArch64 Advanced SIMD */
+
+/* Tiers in use (OZMU_CPU_* bits); when detected is not null it receives the tiers the processor
+ * and operating system support. The first call fixes the choice. */
+OZMU_API unsigned ozmu_cpu_flags(unsigned *detected);
+/* Keeps only the tiers in allowed (applications that cannot set environment variables). Call it
+ * before any other routine of the library; returns OZMU_OK, or OZMU_ERR_FAIL once the choice is
+ * fixed (nothing changes then). The baseline tier is never removed. */
+OZMU_API int ozmu_cpu_set_flags_mask(unsigned allowed);
+
+/* ============================================================================================
  * Media buffers: colour formats and plane geometry
  * ========================================================================================== */
 

@@ -1,13 +1,14 @@
 #!/usr/bin/env bash
 # Builds and runs every test suite: host (Release), host with ASan+UBSan, the concurrency tests
-# under ThreadSanitizer, AArch64 under qemu built with g++ and with clang (the NDK's compiler), and
+# under ThreadSanitizer, the host build with SSSE3/SSE4.1 as the compile-time baseline (Android
+# x86_64), AArch64 under qemu built with g++ and with clang (the NDK's compiler), and
 # every fuzz target under libFuzzer (clang, ASan+UBSan) for a bounded time.
-#   scripts/test.sh [host] [asan] [tsan] [arm64] [arm64-clang] [fuzz]     (default: all)
+#   scripts/test.sh [host] [asan] [tsan] [x86-ssse3] [arm64] [arm64-clang] [fuzz]     (default: all)
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source scripts/deps.sh
 suites=("$@")
-[ ${#suites[@]} -gt 0 ] || suites=(host asan tsan arm64 arm64-clang fuzz)
+[ ${#suites[@]} -gt 0 ] || suites=(host asan tsan x86-ssse3 arm64 arm64-clang fuzz)
 packages=("${OZMU_HOST_PACKAGES[@]}")
 [[ " ${suites[*]} " == *" arm64"* ]] && packages+=("${OZMU_CROSS_PACKAGES[@]}")
 [[ " ${suites[*]} " == *" arm64-clang "* ]] && packages+=(clang)

@@ -8,6 +8,9 @@
 //   fill_pattern     random, minimum, maximum, alternating extremes (lane-overflow patterns)
 //   same_bytes       gtest assertion naming the first differing byte
 //   tail_widths      1 .. 2 * vector width + 1, then a few long widths
+//   versions         every version of a family-table entry that the CPU can run: one per tier
+//                    whose installer changed it (tiers the CPU lacks are reported by the
+//                    cpu.tier tests as skipped)
 #pragma once
 
 #include <gtest/gtest.h>
@@ -20,6 +23,8 @@
 #include <cstring>
 #include <string>
 #include <vector>
+
+#include "core/dispatch.h"
 
 namespace ozmu::test {
 
@@ -234,6 +239,45 @@ inline ::testing::AssertionResult same_planes(Plane &expected, Plane &actual)
     if (expected.bytes().size() != actual.bytes().size())
         return ::testing::AssertionFailure() << "planes differ in geometry";
     return same_bytes(expected.bytes().data(), actual.bytes().data(), expected.bytes().size());
+}
+
+// The tiers of this architecture, lowest first.
+inline std::vector<unsigned> arch_tiers()
+{
+#if OZMU_HAVE_NEON
+    return {cpu::kNeon};
+#elif OZMU_HAVE_X86_TIERS
+    return {std::begin(cpu::kX86Tiers), std::end(cpu::kX86Tiers)};
+#else
+    return {};
+#endif
+}
+
+template <class Fn>
+struct Version {
+    std::string tier;  // "sse2", "avx2", ...
+    Fn fn;
+};
+
+// Every version of one entry of a family table that this CPU can run, lowest tier first: the
+// table is built for each tier present (with every tier below it) and a tier contributes a
+// version when it changed the entry. table_for(0) is the reference table.
+template <class Table, class Fn>
+std::vector<Version<Fn>> versions(Table (*table_for)(unsigned), Fn Table::*entry)
+{
+    std::vector<Version<Fn>> out;
+    Fn previous = table_for(0).*entry;
+    unsigned tiers = 0;
+    for (unsigned tier : arch_tiers()) {
+        if ((cpu::detected() & tier) == 0)
+            break;
+        tiers |= tier;
+        const Fn fn = table_for(tiers).*entry;
+        if (fn != previous)
+            out.push_back({cpu::tier_name(tier), fn});
+        previous = fn;
+    }
+    return out;
 }
 
 }  // namespace ozmu::test
