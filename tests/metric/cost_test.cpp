@@ -1,4 +1,4 @@
-// SAD, SSD, Hadamard and SATD: every exported member, reference and vector version against the
+// SAD, SSD, Hadamard and SATD: every exported member, reference and tier version against the
 // model, on blocks flush against guard pages (only sad4x4 may read 4 bytes past its rows), with
 // signed and odd strides, random, extreme and 10-bit samples; the fixed kernels at their size,
 // the generic functions on every tail width and on odd, zero and negative sizes.
@@ -23,7 +23,8 @@ struct Fixed {
     const char *name;
     Metric metric;
     int w, h, slack;
-    Cost<A, B> exported, reference, vector;
+    Cost<A, B> exported, reference;
+    Cost<A, B> ozmu::metric::Table::*entry;
 };
 
 // Rows of the tables; the slack is what a kernel may read past each row (sad4x4 only). Second
@@ -40,10 +41,10 @@ struct Fixed {
 #define SAD16(w, h, vec)                                                                           \
     {"sad" #w "x" #h "_16",        Metric::Sad,           w, h, 0, ozmu_sad##w##x##h##_16,         \
      ozmu::ref::sad##w##x##h##_16, vec(sad##w##x##h##_16)},
-#define SAD8_REF(w, h) SAD8(w, h, NO_VECTOR)
-#define SAD8_VEC(w, h) SAD8(w, h, VECTOR_SAD8)
-#define SAD16_REF(w, h) SAD16(w, h, NO_VECTOR)
-#define SAD16_VEC(w, h) SAD16(w, h, VECTOR)
+#define SAD8_REF(w, h) SAD8(w, h, NO_ENTRY)
+#define SAD8_VEC(w, h) SAD8(w, h, ENTRY)
+#define SAD16_REF(w, h) SAD16(w, h, NO_ENTRY)
+#define SAD16_VEC(w, h) SAD16(w, h, ENTRY)
 #define SAD_BI_16(w, h)                                                                            \
     {"sad" #w "x" #h "_bi_16", Metric::Sad, w, h, 0, ozmu_sad##w##x##h##_bi_16, nullptr, nullptr},
 #define SAD_BI(w, h)                                                                               \
@@ -54,10 +55,10 @@ struct Fixed {
      0,                                                                                            \
      ozmu_sad##w##x##h##_bi,                                                                       \
      ozmu::ref::sad##w##x##h##_bi,                                                                 \
-     VECTOR(sad##w##x##h##_bi)},
+     ENTRY(sad##w##x##h##_bi)},
 #define MEMBER(name, metric, size)                                                                 \
     {                                                                                              \
-#name, metric, size, size, 0, ozmu_##name, ozmu::ref::name, VECTOR(name)                   \
+#name, metric, size, size, 0, ozmu_##name, ozmu::ref::name, ENTRY(name)                    \
     }
 
 const Fixed<uint8_t, uint8_t> kFixed8[] = {
@@ -79,21 +80,22 @@ template <class A, class B>
 struct Generic {
     const char *name;
     Metric metric;
-    GenericCost<A, B> exported, reference, vector;
+    GenericCost<A, B> exported, reference;
+    GenericCost<A, B> ozmu::metric::Table::*entry;
 };
 const Generic<uint8_t, uint8_t> kGeneric8[] = {
-    {"sad", Metric::Sad, ozmu_sad, ozmu::ref::sad, VECTOR_SAD8(sad)},
-    {"ssd", Metric::Ssd, ozmu_ssd, ozmu::ref::ssd, VECTOR(ssd)},
-    {"satd", Metric::Satd, ozmu_satd, ozmu::ref::satd, VECTOR(satd)}};
+    {"sad", Metric::Sad, ozmu_sad, ozmu::ref::sad, ENTRY(sad)},
+    {"ssd", Metric::Ssd, ozmu_ssd, ozmu::ref::ssd, ENTRY(ssd)},
+    {"satd", Metric::Satd, ozmu_satd, ozmu::ref::satd, ENTRY(satd)}};
 const Generic<int16_t, int16_t> kGeneric16[] = {
-    {"sad_16", Metric::Sad, ozmu_sad_16, ozmu::ref::sad_16, VECTOR(sad_16)},
-    {"ssd_16", Metric::Ssd, ozmu_ssd_16, ozmu::ref::ssd_16, VECTOR(ssd_16)},
-    {"satd_16", Metric::Satd, ozmu_satd_16, ozmu::ref::satd_16, VECTOR(satd_16)}};
+    {"sad_16", Metric::Sad, ozmu_sad_16, ozmu::ref::sad_16, ENTRY(sad_16)},
+    {"ssd_16", Metric::Ssd, ozmu_ssd_16, ozmu::ref::ssd_16, ENTRY(ssd_16)},
+    {"satd_16", Metric::Satd, ozmu_satd_16, ozmu::ref::satd_16, ENTRY(satd_16)}};
 
 // One trial: guarded inputs (SATD given its whole tiles), the model's value, every version's.
 template <class A, class B>
 void check(Rng &rng, int trial, Metric metric, int w, int h, int slack,
-           const std::vector<std::pair<const char *, Call<A, B>>> &calls)
+           const std::vector<std::pair<std::string, Call<A, B>>> &calls)
 {
     const bool tiles = metric == Metric::Satd;
     Operands<A, B> in(rng, trial, w, tiles ? ceil4(w) : w, tiles ? ceil4(h) : h, slack);
@@ -110,7 +112,7 @@ void check_fixed(const Fixed<A, B> (&table)[N], uint64_t stream)
     Rng rng(stream);
     for (const auto &k : table) {
         SCOPED_TRACE(k.name);
-        const auto calls = versions<Call<A, B>>(k.exported, k.reference, k.vector,
+        const auto calls = versions<Call<A, B>>(k.exported, k.reference, k.entry,
                                                 [](Cost<A, B> f) { return Call<A, B>(f); });
         for (int trial = 0; trial < 12; ++trial)
             check(rng, trial, k.metric, k.w, k.h, k.slack, calls);
@@ -132,7 +134,7 @@ void check_generic(const Generic<A, B> (&table)[N], uint64_t stream)
                 return Call<A, B>(
                     [=](const A *a, const B *b, int sa, int sb) { return f(w, h, a, b, sa, sb); });
             };
-            const auto calls = versions<Call<A, B>>(g.exported, g.reference, g.vector, bind);
+            const auto calls = versions<Call<A, B>>(g.exported, g.reference, g.entry, bind);
             for (int trial : {rng.range(0, 11), rng.range(0, 11)})
                 check(rng, trial, g.metric, w, h, 0, calls);
         }
@@ -144,11 +146,8 @@ TEST(MetricCost, SixteenBitGeneric) { check_generic(kGeneric16, 5); }
 TEST(MetricCost, Hadamard)
 {
     using Hadamard = int (*)(const int16_t *);
-    std::vector<std::pair<const char *, Hadamard>> calls = {{"exported", ozmu_hadamard4x4},
-                                                            {"reference", ozmu::ref::hadamard4x4}};
-#if OZMU_HAVE_NEON
-    calls.emplace_back("neon", ozmu::neon::hadamard4x4);
-#endif
+    const auto calls = versions<Hadamard>(ozmu_hadamard4x4, ozmu::ref::hadamard4x4,
+                                          ENTRY(hadamard4x4), [](Hadamard f) { return f; });
     Rng rng(6);
     for (int trial = 0; trial < 96; ++trial) {
         PageGuardedBuffer coef(32, trial & 1 ? PageGuardedBuffer::Flush::Start

@@ -1,4 +1,4 @@
-// Difference kernels: every exported member, reference and vector version against the model, on
+// Difference kernels: every exported member, reference and tier version against the model, on
 // guarded inputs (only diff4x4 may read 4 bytes past its rows) into outputs whose rows sit among
 // canaries at a wider, possibly negative stride; the generic functions on every tail width, on
 // non-positive sizes and with the output overlapping the inputs.
@@ -26,7 +26,8 @@ template <class A, class B>
 struct Fixed {
     const char *name;
     int w, h, slack;
-    DiffFn<A, B> exported, reference, vector;
+    DiffFn<A, B> exported, reference;
+    DiffFn<A, B> ozmu::metric::Table::*entry;
 };
 
 // The slack is what a kernel may read past each input row (diff4x4 only).
@@ -41,10 +42,10 @@ struct Fixed {
 #define DIFF16(w, h, vec)                                                                          \
     {"diff" #w "x" #h "_16", w, h, 0, ozmu_diff##w##x##h##_16, ozmu::ref::diff##w##x##h##_16,      \
      vec(diff##w##x##h##_16)},
-#define DIFF8_REF(w, h) DIFF8(w, h, NO_VECTOR)
-#define DIFF8_VEC(w, h) DIFF8(w, h, VECTOR)
-#define DIFF16_REF(w, h) DIFF16(w, h, NO_VECTOR)
-#define DIFF16_VEC(w, h) DIFF16(w, h, VECTOR)
+#define DIFF8_REF(w, h) DIFF8(w, h, NO_ENTRY)
+#define DIFF8_VEC(w, h) DIFF8(w, h, ENTRY)
+#define DIFF16_REF(w, h) DIFF16(w, h, NO_ENTRY)
+#define DIFF16_VEC(w, h) DIFF16(w, h, ENTRY)
 
 const Fixed<uint8_t, uint8_t> kFixed8[] = {OZMU_METRIC_NARROW_SIZES(
     DIFF8_REF) OZMU_METRIC_SMALL_SIZES(DIFF8_VEC) OZMU_METRIC_BI_SIZES(DIFF8_VEC)};
@@ -54,7 +55,7 @@ const Fixed<int16_t, int16_t> kFixed16[] = {
             OZMU_METRIC_DIFF16_ONLY_SIZES(DIFF16_VEC){"diff4x4_bi_16", 4, 4, 0, ozmu_diff4x4_bi_16,
                                                       nullptr, nullptr}};
 const Fixed<int16_t, uint8_t> kFixedBi[] = {
-    {"diff4x4_bi", 4, 4, 0, ozmu_diff4x4_bi, ozmu::ref::diff4x4_bi, VECTOR(diff4x4_bi)}};
+    {"diff4x4_bi", 4, 4, 0, ozmu_diff4x4_bi, ozmu::ref::diff4x4_bi, ENTRY(diff4x4_bi)}};
 
 int16_t *samples(Plane &plane) { return reinterpret_cast<int16_t *>(plane.origin()); }
 
@@ -62,7 +63,7 @@ int16_t *samples(Plane &plane) { return reinterpret_cast<int16_t *>(plane.origin
 // or downward), written by the model and by every version; the planes must match byte for byte.
 template <class A, class B>
 void check(Rng &rng, int trial, int w, int h, int slack,
-           const std::vector<std::pair<const char *, Call<A, B>>> &calls)
+           const std::vector<std::pair<std::string, Call<A, B>>> &calls)
 {
     Operands<A, B> in(rng, trial, w, w, h, slack);
     const int extra = 2 * rng.range(0, 7);
@@ -87,7 +88,7 @@ void check_fixed(const Fixed<A, B> (&table)[N], uint64_t stream)
     Rng rng(stream);
     for (const auto &k : table) {
         SCOPED_TRACE(k.name);
-        const auto calls = versions<Call<A, B>>(k.exported, k.reference, k.vector,
+        const auto calls = versions<Call<A, B>>(k.exported, k.reference, k.entry,
                                                 [](DiffFn<A, B> f) { return Call<A, B>(f); });
         for (int trial = 0; trial < 12; ++trial)
             check(rng, trial, k.w, k.h, k.slack, calls);
@@ -100,7 +101,7 @@ TEST(MetricDiff, MixedKernel) { check_fixed(kFixedBi, 13); }
 
 template <class A, class B>
 void check_generic(const char *name, GenericDiffFn<A, B> exported, GenericDiffFn<A, B> reference,
-                   GenericDiffFn<A, B> vector, uint64_t stream)
+                   GenericDiffFn<A, B> ozmu::metric::Table::*entry, uint64_t stream)
 {
     Rng rng(stream);
     for (const auto &[w, h] : generic_sizes(rng)) {
@@ -110,7 +111,7 @@ void check_generic(const char *name, GenericDiffFn<A, B> exported, GenericDiffFn
                 f(w, h, a, b, sa, sb, so, o);
             });
         };
-        const auto calls = versions<Call<A, B>>(exported, reference, vector, bind);
+        const auto calls = versions<Call<A, B>>(exported, reference, entry, bind);
         for (int trial : {rng.range(0, 11), rng.range(0, 11)})
             check(rng, trial, w, h, 0, calls);
     }
@@ -118,11 +119,11 @@ void check_generic(const char *name, GenericDiffFn<A, B> exported, GenericDiffFn
 
 TEST(MetricDiff, EightBitGeneric)
 {
-    check_generic<uint8_t, uint8_t>("diff", ozmu_diff, ozmu::ref::diff, VECTOR(diff), 14);
+    check_generic<uint8_t, uint8_t>("diff", ozmu_diff, ozmu::ref::diff, ENTRY(diff), 14);
 }
 TEST(MetricDiff, SixteenBitGeneric)
 {
-    check_generic<int16_t, int16_t>("diff_16", ozmu_diff_16, ozmu::ref::diff_16, VECTOR(diff_16),
+    check_generic<int16_t, int16_t>("diff_16", ozmu_diff_16, ozmu::ref::diff_16, ENTRY(diff_16),
                                     15);
 }
 
@@ -131,10 +132,10 @@ TEST(MetricDiff, SixteenBitGeneric)
 // sample in row order leaves in the shared memory.
 template <class A, class B>
 void check_overlap(GenericDiffFn<A, B> exported, GenericDiffFn<A, B> reference,
-                   GenericDiffFn<A, B> vector, uint64_t stream)
+                   GenericDiffFn<A, B> ozmu::metric::Table::*entry, uint64_t stream)
 {
     Rng rng(stream);
-    const auto calls = versions<GenericDiffFn<A, B>>(exported, reference, vector,
+    const auto calls = versions<GenericDiffFn<A, B>>(exported, reference, entry,
                                                      [](GenericDiffFn<A, B> f) { return f; });
     for (int trial = 0; trial < 300; ++trial) {
         const int w = rng.range(1, 80), h = rng.range(1, 5), reach = 2 * w + 8;
@@ -166,8 +167,8 @@ void check_overlap(GenericDiffFn<A, B> exported, GenericDiffFn<A, B> reference,
 
 TEST(MetricDiff, GenericOverlappingOutput)
 {
-    check_overlap<uint8_t, uint8_t>(ozmu_diff, ozmu::ref::diff, VECTOR(diff), 16);
-    check_overlap<int16_t, int16_t>(ozmu_diff_16, ozmu::ref::diff_16, VECTOR(diff_16), 17);
+    check_overlap<uint8_t, uint8_t>(ozmu_diff, ozmu::ref::diff, ENTRY(diff), 16);
+    check_overlap<int16_t, int16_t>(ozmu_diff_16, ozmu::ref::diff_16, ENTRY(diff_16), 17);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -220,34 +221,25 @@ inline std::vector<std::pair<int, int>> generic_sizes(Rng &rng)
     return sizes;
 }
 
-// The versions of a kernel this host has besides the exported one: VECTOR(f) names the NEON
-// version, VECTOR_SAD8(f) also the x86-64 one of the 8-bit SAD; nullptr where there is none.
-#if OZMU_HAVE_NEON
-#define VECTOR(f) ozmu::neon::f
-#define VECTOR_SAD8(f) ozmu::neon::f
-inline constexpr const char *kVectorName = "neon";
-#elif OZMU_HAVE_SSE2
-#define VECTOR(f) nullptr
-#define VECTOR_SAD8(f) ozmu::sse2::f
-inline constexpr const char *kVectorName = "sse2";
-#else
-#define VECTOR(f) nullptr
-#define VECTOR_SAD8(f) nullptr
-inline constexpr const char *kVectorName = "vector";
-#endif
-#define NO_VECTOR(f) nullptr
-
 // Every version of one member, each bound to a common call signature: the exported entry point,
-// then the reference and the vector version where they exist (second exported names have none).
+// the reference, then every vector version of the table entry this CPU runs (one per tier that
+// installs its own, NEON on AArch64). Second exported names have neither; the 2-wide shapes have
+// no table entry.
 template <class Call, class F, class Bind>
-std::vector<std::pair<const char *, Call>> versions(F exported, F reference, F vector, Bind bind)
+std::vector<std::pair<std::string, Call>> versions(F exported, F reference, F metric::Table::*entry,
+                                                   Bind bind)
 {
-    std::vector<std::pair<const char *, Call>> calls{{"exported", bind(exported)}};
+    std::vector<std::pair<std::string, Call>> calls{{"exported", bind(exported)}};
     if (reference)
         calls.emplace_back("reference", bind(reference));
-    if (vector)
-        calls.emplace_back(kVectorName, bind(vector));
+    if (entry)
+        for (const auto &v : test::versions(&metric::table_for, entry))
+            calls.emplace_back(v.tier, bind(v.fn));
     return calls;
 }
+
+// ENTRY(f) names a kernel's table entry, NO_ENTRY(f) stands where there is none.
+#define ENTRY(f) &ozmu::metric::Table::f
+#define NO_ENTRY(f) nullptr
 
 }  // namespace ozmu::metric_test
