@@ -5,8 +5,12 @@
 #include <cstddef>
 #include <cstdlib>
 #include <cstring>
+#include <vector>
 
 #include "csc/csc.h"
+#if OZMU_HAVE_X86_TIERS
+#include <emmintrin.h>
+#endif
 #include "ozmu.h"
 
 // Callers fill the parameter record themselves.
@@ -181,6 +185,72 @@ constexpr Layout kLayouts[] = {
 
 constexpr size_t align16(size_t n) { return (n + 15) & ~size_t{15}; }
 
+#if OZMU_HAVE_X86_TIERS
+// Records of the window rows for rows of out_bytes bytes: none when a row is shorter than a step.
+struct WindowSizes {
+    WindowSizes(int out_bytes, int step, int record)
+        : records(out_bytes >= step ? (out_bytes + step - 1) / step * (step / record) : 0),
+          record_bytes(record)
+    {
+    }
+    size_t bytes() const
+    {
+        const auto n = static_cast<size_t>(records);
+        return align16(n * sizeof(uint32_t)) + 2 * align16(n * 2 * size_t(record_bytes));
+    }
+    Plan::Windows place(uint8_t *at) const
+    {
+        const auto n = static_cast<size_t>(records);
+        Plan::Windows w{};
+        w.records = records;
+        w.base = reinterpret_cast<uint32_t *>(at);
+        w.index = at + align16(n * sizeof(uint32_t));
+        w.weights = w.index + align16(n * 2 * size_t(record_bytes));
+        return w;
+    }
+    int records, record_bytes;
+};
+
+// Steps of `step` output bytes, the last one ending at the row's end; within a step, records of
+// `record` bytes. The 32-byte steps hold their records in the order 0, 16, 8, 24, so that a pack
+// of two 256-bit halves puts the bytes in place. A window starts at its first tap, or earlier
+// where that would run past the row.
+void fill_windows(Plan::Windows &w, const uint32_t *taps, const uint8_t *phases, int pixel_bytes,
+                  int out_bytes, int row_bytes, int step, int record, int window)
+{
+    w.fit = w.records > 0;
+    const int per_step = step / record;
+    for (int r = 0; r < w.records; ++r) {
+        const int s = r / per_step, k = r % per_step;
+        const int order = per_step == 4 ? (k >> 1 | (k & 1) << 1) : k;
+        const int start = std::min(s * step, out_bytes - step) + order * record;
+        auto tap = [&](int j, int side) {
+            return static_cast<int64_t>(taps[2 * (j / pixel_bytes) + side]) + j % pixel_bytes;
+        };
+        int64_t low = tap(start, 0), high = low;
+        for (int j = start; j < start + record; ++j) {
+            low = std::min({low, tap(j, 0), tap(j, 1)});
+            high = std::max({high, tap(j, 0), tap(j, 1)});
+        }
+        const int64_t base = std::min<int64_t>(low, row_bytes - window);
+        if (base < 0 || high - base >= window) {
+            w.fit = false;
+            return;
+        }
+        w.base[r] = static_cast<uint32_t>(base);
+        uint8_t *index = w.index + ptrdiff_t{2} * record * r;
+        uint8_t *weights = w.weights + ptrdiff_t{2} * record * r;
+        for (int j = 0; j < record; ++j) {
+            const int phase = phases[(start + j) / pixel_bytes];
+            index[2 * j] = static_cast<uint8_t>(tap(start + j, 0) - base);
+            index[2 * j + 1] = static_cast<uint8_t>(tap(start + j, 1) - base);
+            weights[2 * j] = static_cast<uint8_t>(8 - phase);
+            weights[2 * j + 1] = static_cast<uint8_t>(phase);
+        }
+    }
+}
+#endif
+
 // The horizontal walk and blended row of the vector rows, in one block. Taps are clamped to the
 // blended row so that a walk outside the 14.18 range cannot reach past it.
 Plan *build_plan(const Handle &h, int pixel_bytes)
@@ -198,7 +268,20 @@ Plan *build_plan(const Handle &h, int pixel_bytes)
     const size_t at_weights = at_offset + align16(entries * sizeof(uint32_t));
     const size_t at_index = at_weights + align16(entries * (bytes ? 16 : 8) * sizeof(uint16_t));
     const size_t at_blend = at_index + align16(groups * 32);
-    const size_t total = at_blend + align16(blend_lanes * sizeof(uint16_t));
+    size_t total = at_blend + align16(blend_lanes * sizeof(uint16_t));
+#if OZMU_HAVE_X86_TIERS
+    const int out_bytes = h.dst_w * pixel_bytes;
+    const WindowSizes lane_sizes(out_bytes, kLaneStep, kLaneRecord);
+    const WindowSizes zmm_sizes(out_bytes, kZmmStep, kZmmRecord);
+    const size_t at_lanes = total;
+    const size_t at_zmm = at_lanes + lane_sizes.bytes();
+    const size_t at_taps = at_zmm + zmm_sizes.bytes();
+    const size_t at_phase = at_taps + align16(outputs * 2 * sizeof(uint32_t));
+    // Room for the first halving of a row (compact_rows halves once per shift step).
+    const size_t compact_stride = align16(static_cast<size_t>(h.src_w / 2 + 1) * pixel_bytes);
+    const size_t at_compact = at_phase + align16(outputs);
+    total = at_compact + (h.xshift > 0 ? 2 * compact_stride : 0);
+#endif
     auto *block = static_cast<uint8_t *>(std::calloc(1, total));
     if (!block)
         return nullptr;
@@ -209,6 +292,45 @@ Plan *build_plan(const Handle &h, int pixel_bytes)
     plan->weights = reinterpret_cast<uint16_t *>(block + at_weights);
     plan->index = block + at_index;
     plan->blend = reinterpret_cast<uint16_t *>(block + at_blend);
+#if OZMU_HAVE_X86_TIERS
+    plan->taps = reinterpret_cast<uint32_t *>(block + at_taps);
+    plan->phase = block + at_phase;
+    const int32_t last = h.src_w - 1;
+    for (int i = 0; i < h.dst_w; ++i) {
+        const uint32_t x = static_cast<uint32_t>(i) * static_cast<uint32_t>(h.xstep);
+        const int32_t column = std::clamp(static_cast<int32_t>(x) >> 18, 0, columns - 1);
+        const int32_t right = std::min(shifted(column + 1, h.xshift), last);
+        plan->taps[2 * i] = static_cast<uint32_t>(shifted(column, h.xshift) * pixel_bytes);
+        plan->taps[2 * i + 1] = static_cast<uint32_t>(right * pixel_bytes);
+        plan->phase[i] = static_cast<uint8_t>((x >> 15) & 7);
+    }
+    plan->compact = block + at_compact;
+    plan->compact_stride = static_cast<int>(compact_stride);
+    // With a shift the windows index the compacted rows: tap column c there is pixel c << xshift.
+    // A right tap clamped off that grid (never for valid steps) leaves them to the per-pixel path.
+    std::vector<uint32_t> compact_taps;
+    const uint32_t *window_taps = plan->taps;
+    int row_bytes = h.src_w * pixel_bytes;
+    bool on_grid = true;
+    if (h.xshift > 0) {
+        compact_taps.resize(outputs * 2);
+        for (size_t t = 0; t < compact_taps.size(); ++t) {
+            const uint32_t pixel = plan->taps[t] / static_cast<uint32_t>(pixel_bytes);
+            on_grid = on_grid && (pixel >> h.xshift << h.xshift) == pixel;
+            compact_taps[t] = (pixel >> h.xshift) * static_cast<uint32_t>(pixel_bytes);
+        }
+        window_taps = compact_taps.data();
+        row_bytes = columns * pixel_bytes;
+    }
+    plan->lanes = lane_sizes.place(block + at_lanes);
+    fill_windows(plan->lanes, window_taps, plan->phase, pixel_bytes, out_bytes, row_bytes,
+                 kLaneStep, kLaneRecord, kLaneWindow);
+    plan->zmm = zmm_sizes.place(block + at_zmm);
+    fill_windows(plan->zmm, window_taps, plan->phase, pixel_bytes, out_bytes, row_bytes, kZmmStep,
+                 kZmmRecord, kZmmWindow);
+    plan->lanes.fit = plan->lanes.fit && on_grid;
+    plan->zmm.fit = plan->zmm.fit && on_grid;
+#endif
 
     auto tap = [&](int i, int32_t &column, int &phase) {
         const uint32_t x = static_cast<uint32_t>(i) * static_cast<uint32_t>(h.xstep);
@@ -262,6 +384,65 @@ void *fail(int *err, int code)
 }
 
 }  // namespace
+
+#if OZMU_HAVE_X86_TIERS
+namespace {
+
+// Every second pixel: out[j] = in[2j] for j < n (in may equal out: each load precedes the stores
+// it feeds, and pixel j is written no later than pixel 2j is read).
+void halve4(const uint8_t *in, uint8_t *out, int n)
+{
+    int j = 0;
+    for (; j + 4 <= n && 2 * j + 8 <= 2 * n - 1; j += 4) {
+        const __m128 a =
+            _mm_castsi128_ps(_mm_loadu_si128(reinterpret_cast<const __m128i *>(in + 8 * j)));
+        const __m128 b =
+            _mm_castsi128_ps(_mm_loadu_si128(reinterpret_cast<const __m128i *>(in + 8 * j + 16)));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + 4 * j),
+                         _mm_castps_si128(_mm_shuffle_ps(a, b, _MM_SHUFFLE(2, 0, 2, 0))));
+    }
+    for (; j < n; ++j)
+        std::memmove(out + 4 * j, in + 8 * j, 4);
+}
+
+void halve1(const uint8_t *in, uint8_t *out, int n)
+{
+    const __m128i low = _mm_set1_epi16(0xFF);
+    int j = 0;
+    for (; j + 16 <= n && 2 * j + 32 <= 2 * n - 1; j += 16) {
+        const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in + 2 * j));
+        const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i *>(in + 2 * j + 16));
+        _mm_storeu_si128(reinterpret_cast<__m128i *>(out + j),
+                         _mm_packus_epi16(_mm_and_si128(a, low), _mm_and_si128(b, low)));
+    }
+    for (; j < n; ++j)
+        out[j] = in[2 * j];
+}
+
+}  // namespace
+
+void compact_rows(const Handle &h, const uint8_t *&top, const uint8_t *&bottom)
+{
+    const int bytes = h.layout == 29 ? 4 : 1;
+    uint8_t *const out[2] = {h.plan->compact, h.plan->compact + h.plan->compact_stride};
+    const uint8_t *const in[2] = {top, bottom};
+    for (int r = 0; r < 2; ++r) {
+        // One halving per shift step, in place after the first: n pixels become (n + 1) / 2.
+        const uint8_t *from = in[r];
+        int n = h.src_w;
+        for (int s = 0; s < h.xshift; ++s) {
+            n = (n + 1) / 2;
+            if (bytes == 4)
+                halve4(from, out[r], n);
+            else
+                halve1(from, out[r], n);
+            from = out[r];
+        }
+    }
+    top = out[0];
+    bottom = out[1];
+}
+#endif
 
 void irsz8b8b8b_line(const Handle &h, const uint8_t *top, const uint8_t *bottom, int v,
                      uint8_t *dst)
@@ -318,10 +499,60 @@ void irsz5b6b5b_full(const Handle &h, const uint8_t *src)
     whole_picture<irsz5b6b5b_line, Units{2, 2}>(h, src);
 }
 
+namespace {
+
+constexpr Table kReferenceTable = {&ref::irsz8b_line, &ref::irsz8b_full, &ref::irsz8b8b8b8b_line,
+                                   &ref::irsz8b8b8b8b_full};
+
+#if OZMU_HAVE_X86_TIERS
+void table_irsz8b_line(const Handle &h, const uint8_t *top, const uint8_t *bottom, int v,
+                       uint8_t *dst)
+{
+    table().irsz8b_line(h, top, bottom, v, dst);
+}
+void table_irsz8b_full(const Handle &h, const uint8_t *src) { table().irsz8b_full(h, src); }
+void table_irsz8b8b8b8b_line(const Handle &h, const uint8_t *top, const uint8_t *bottom, int v,
+                             uint8_t *dst)
+{
+    table().irsz8b8b8b8b_line(h, top, bottom, v, dst);
+}
+void table_irsz8b8b8b8b_full(const Handle &h, const uint8_t *src)
+{
+    table().irsz8b8b8b8b_full(h, src);
+}
+#define OZMU_IRSZ_ROW(name) table_##name
+#else
+#define OZMU_IRSZ_ROW(name) OZMU_NATIVE::name
+#endif
+
+}  // namespace
+
+Table table_for(unsigned tiers)
+{
+#if OZMU_HAVE_X86_TIERS
+    static constexpr TierInstaller<Table> kInstallers[] = {
+        {cpu::kSsse3, ssse3::install_irsz},
+        {cpu::kAvx2, avx2::install_irsz},
+        {cpu::kAvx512, avx512::install_irsz},
+    };
+#elif OZMU_HAVE_NEON
+    static constexpr TierInstaller<Table> kInstallers[] = {{cpu::kNeon, neon::install_irsz}};
+#else
+    static constexpr TierInstaller<Table> kInstallers[] = {{0, nullptr}};
+#endif
+    return build_table(kReferenceTable, tiers, kInstallers);
+}
+
+const Table &table()
+{
+    static const Table t = table_for(cpu::active());
+    return t;
+}
+
 int irsz8b(Handle *h, const void *src, int y0, int rows)
 {
-    return resize<OZMU_NATIVE::irsz8b_line, OZMU_NATIVE::irsz8b_full, Units{1, 1}, 1>(h, src, y0,
-                                                                                      rows);
+    return resize<OZMU_IRSZ_ROW(irsz8b_line), OZMU_IRSZ_ROW(irsz8b_full), Units{1, 1}, 1>(h, src,
+                                                                                          y0, rows);
 }
 int irsz8b8b8b(Handle *h, const void *src, int y0, int rows)
 {
@@ -337,11 +568,26 @@ int irsz5b6b5b(Handle *h, const void *src, int y0, int rows)
 }
 int irsz8b8b8b8b(Handle *h, const void *src, int y0, int rows)
 {
-    return resize<OZMU_NATIVE::irsz8b8b8b8b_line, OZMU_NATIVE::irsz8b8b8b8b_full, Units{1, 1}, 4>(
-        h, src, y0, rows);
+    return resize<OZMU_IRSZ_ROW(irsz8b8b8b8b_line), OZMU_IRSZ_ROW(irsz8b8b8b8b_full), Units{1, 1},
+                  4>(h, src, y0, rows);
 }
+#undef OZMU_IRSZ_ROW
 
 }  // namespace ozmu::irsz
+
+#if OZMU_HAVE_NEON
+namespace ozmu::neon {
+
+void install_irsz(irsz::Table &table)
+{
+    table.irsz8b_line = irsz8b_line;
+    table.irsz8b_full = irsz8b_full;
+    table.irsz8b8b8b8b_line = irsz8b8b8b8b_line;
+    table.irsz8b8b8b8b_full = irsz8b8b8b8b_full;
+}
+
+}  // namespace ozmu::neon
+#endif
 
 namespace ozmu::ref {
 

@@ -2,10 +2,11 @@
 // the layout's `_full` helper for a whole picture or feeds slices to its `_line` helper, which
 // filters one output row from an upper and a lower source row.
 //
-// Layouts 20 (1 byte) and 29 (4 bytes) are vectorised: the portable reference (ozmu::ref, what
-// runs on x86-64) evaluates the four-tap sum per pixel; NEON blends the two source rows into a
-// 16-bit row first and then blends neighbours along it, which gives the same integers because
-// the weights factor: (8-h)(8-v), h(8-v), (8-h)v, hv.
+// Layouts 20 (1 byte) and 29 (4 bytes) are vectorised: the portable reference (ozmu::ref)
+// evaluates the four-tap sum per pixel; NEON blends the two source rows into a 16-bit row first
+// and then blends neighbours along it; the x86-64 rows blend neighbours first and then the two
+// rows. All give the same integers because the weights factor: (8-h)(8-v), h(8-v), (8-h)v, hv.
+// AArch64 calls the NEON rows directly; x86-64 calls the best tier's through irsz::table().
 #pragma once
 #include <cstddef>
 #include <cstdint>
@@ -28,7 +29,36 @@ struct Plan {
     uint16_t *weights;  // 29: per output (8-h) x4, h x4; 20: per group (8-h) x8, h x8
     uint8_t *index;     // 20: per group 16 table indices of the left taps, 16 of the right ones
     uint16_t *blend;    // the two source rows blended vertically, 16 bits a byte; zero padded
+#if OZMU_HAVE_X86_TIERS
+    // x86-64 rows filter straight from the source rows. Each record gathers the taps of a run of
+    // output bytes from one window of source bytes with a byte shuffle; (8 - h, h) byte pairs
+    // then blend each tap pair in one multiply-add.
+    struct Windows {
+        int records;
+        bool fit;          // every record's taps lie inside its window (else the per-pixel path)
+        uint32_t *base;    // per record: byte offset of its window in the source row
+        uint8_t *index;    // per record: (left, right) tap positions in the window per output byte
+        uint8_t *weights;  // per record: (8 - h, h) per output byte
+    };
+    Windows lanes;   // 16-byte windows of 8 output bytes; steps of 32 bytes ordered 0, 16, 8, 24
+    Windows zmm;     // 64-byte windows of 32 output bytes; steps of 64 bytes
+    uint32_t *taps;  // per output: byte offsets of its left and right source pixel
+    uint8_t *phase;  // per output: h
+    // Shifts above 0: the windows index rows of every 2^xshift-th pixel, made here by
+    // compact_rows (top row, then bottom row, compact_stride bytes apart).
+    uint8_t *compact;
+    int compact_stride;
+#endif
 };
+
+#if OZMU_HAVE_X86_TIERS
+// Copies every 2^xshift-th pixel of both rows into the plan and points the rows there.
+void compact_rows(const Handle &h, const uint8_t *&top, const uint8_t *&bottom);
+#endif
+
+// Output bytes per step of the x86-64 window rows, and their windows.
+inline constexpr int kLaneStep = 32, kLaneRecord = 8, kLaneWindow = 16;
+inline constexpr int kZmmStep = 64, kZmmRecord = 32, kZmmWindow = 64;
 
 // Private record; the fields up to `dst` keep the order every resizer expects.
 struct Handle {
@@ -129,9 +159,39 @@ namespace ozmu {
 namespace ref {
 OZMU_DECLARE_IRSZ_VECTOR_ROWS
 }
+
+namespace irsz {
+// One entry per vector row, filled with the reference, then by each tier's installer.
+struct Table {
+    decltype(&ref::irsz8b_line) irsz8b_line;
+    decltype(&ref::irsz8b_full) irsz8b_full;
+    decltype(&ref::irsz8b8b8b8b_line) irsz8b8b8b8b_line;
+    decltype(&ref::irsz8b8b8b8b_full) irsz8b8b8b8b_full;
+};
+// The table for a set of tiers (0: the reference); table() is the one for cpu::active(), built
+// once.
+Table table_for(unsigned tiers);
+const Table &table();
+}  // namespace irsz
+
+#if OZMU_HAVE_X86_TIERS
+namespace ssse3 {
+OZMU_DECLARE_IRSZ_VECTOR_ROWS
+void install_irsz(irsz::Table &table);
+}  // namespace ssse3
+namespace avx2 {
+OZMU_DECLARE_IRSZ_VECTOR_ROWS
+void install_irsz(irsz::Table &table);
+}  // namespace avx2
+namespace avx512 {
+OZMU_DECLARE_IRSZ_VECTOR_ROWS
+void install_irsz(irsz::Table &table);
+}  // namespace avx512
+#endif
 #if OZMU_HAVE_NEON
 namespace neon {
 OZMU_DECLARE_IRSZ_VECTOR_ROWS
-}
+void install_irsz(irsz::Table &table);  // for the tests: the resizers call neon directly
+}  // namespace neon
 #endif
 }  // namespace ozmu

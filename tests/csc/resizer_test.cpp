@@ -1,5 +1,5 @@
 // Image resizer: creation codes, every layout against a per-pixel model of the bilinear walk,
-// slices against whole pictures, and the NEON rows against the reference rows.
+// slices against whole pictures, and every tier's rows against the reference rows.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -221,28 +221,33 @@ TEST(irsz, SlicesMatchWholePicture)
             }
 }
 
-#if OZMU_HAVE_NEON
-// One output row of layouts 20 and 29, NEON against the reference: every output width up to
-// 33 plus long ones, sources that end inside each vector step, every phase, extreme samples,
-// source rows flush against an inaccessible page and canaries on both sides of the output.
-TEST(irsz, NeonRowsMatchReference)
+// One output row of layouts 20 and 29, every tier's version against the reference: every tail
+// of the widest step (64 bytes), sources that end inside each vector step, steps on both sides
+// of the largest a register window holds (two source pixels), every shift, every phase, extreme
+// samples, source rows flush against an inaccessible page and canaries on both sides of the
+// output.
+TEST(irsz, RowsMatchReference)
 {
     Rng rng(3);
+    using ozmu::irsz::Table;
     struct Rows {
         int bytes;
-        ozmu::irsz::LineFn ref, neon;
+        ozmu::irsz::LineFn ref;
+        ozmu::irsz::LineFn Table::*entry;
     };
-    const Rows kinds[] = {{1, ozmu::ref::irsz8b_line, ozmu::neon::irsz8b_line},
-                          {4, ozmu::ref::irsz8b8b8b8b_line, ozmu::neon::irsz8b8b8b8b_line}};
+    const Rows kinds[] = {{1, ozmu::ref::irsz8b_line, &Table::irsz8b_line},
+                          {4, ozmu::ref::irsz8b8b8b8b_line, &Table::irsz8b8b8b8b_line}};
     constexpr int kGuard = 32;
-    for (const Rows &k : kinds)
-        for (int dst_w : ozmu::test::tail_widths(16)) {
+    for (const Rows &k : kinds) {
+        const auto versions = ozmu::test::versions(&ozmu::irsz::table_for, k.entry);
+        for (int dst_w : ozmu::test::tail_widths(64 / k.bytes)) {
             // Shifts 0 to 4; at 200x the taps are too far apart for the 1-byte rows' table.
             const int sources[] = {
-                dst_w,      2 * dst_w - 1, 3 * dst_w + 1,   5 * dst_w, 10 * dst_w + 3,
-                40 * dst_w, 200 * dst_w,   (dst_w + 1) / 2, 1,         dst_w + 17};
+                dst_w,           2 * dst_w - 1,  2 * dst_w + 1, 5 * dst_w / 2, 3 * dst_w + 1,
+                5 * dst_w,       10 * dst_w + 3, 40 * dst_w,    200 * dst_w,   1,
+                (dst_w + 1) / 2, dst_w + 17};
             for (int src_w : sources) {
-                if (src_w > 8192)
+                if (src_w > 8192 || src_w < 1)
                     continue;
                 uint8_t out[8] = {};
                 const ozmu_irsz_param p{
@@ -255,16 +260,55 @@ TEST(irsz, NeonRowsMatchReference)
                     ozmu::test::fill_pattern(rng, pattern, bottom.data(), row_bytes, 1, 0, 255);
                     for (int v = 0; v < 8; ++v) {
                         std::vector<uint8_t> expected(size_t(dst_w) * k.bytes + 2 * kGuard, 0x5A);
-                        std::vector<uint8_t> actual = expected;
                         k.ref(h.record(), top.data(), bottom.data(), v, expected.data() + kGuard);
-                        k.neon(h.record(), top.data(), bottom.data(), v, actual.data() + kGuard);
-                        ASSERT_TRUE(
-                            ozmu::test::same_bytes(expected.data(), actual.data(), expected.size()))
-                            << k.bytes << "-byte pixels, " << src_w << " -> " << dst_w << ", v "
-                            << v;
+                        for (const auto &version : versions) {
+                            std::vector<uint8_t> actual(expected.size(), 0x5A);
+                            version.fn(h.record(), top.data(), bottom.data(), v,
+                                       actual.data() + kGuard);
+                            ASSERT_TRUE(ozmu::test::same_bytes(expected.data(), actual.data(),
+                                                               expected.size()))
+                                << version.tier << ", " << k.bytes << "-byte pixels, " << src_w
+                                << " -> " << dst_w << ", v " << v;
+                        }
                     }
                 }
             }
         }
+    }
 }
-#endif
+
+// Whole pictures of layouts 20 and 29 through every tier's version, against the reference: the
+// benchmark's sizes, a ratio of 3 (rows compacted to every second pixel first), odd strides.
+TEST(irsz, WholePictureVersionsMatchReference)
+{
+    Rng rng(4);
+    using ozmu::irsz::Table;
+    struct Full {
+        const LayoutInfo &layout;
+        void (*ref)(const ozmu::irsz::Handle &, const uint8_t *);
+        void (*Table::*entry)(const ozmu::irsz::Handle &, const uint8_t *);
+    };
+    const Full kinds[] = {{kLayouts[0], ozmu::ref::irsz8b_full, &Table::irsz8b_full},
+                          {kLayouts[4], ozmu::ref::irsz8b8b8b8b_full, &Table::irsz8b8b8b8b_full}};
+    for (const Full &k : kinds) {
+        const auto versions = ozmu::test::versions(&ozmu::irsz::table_for, k.entry);
+        for (const Sizes &s : {Sizes{1920, 1080, 1280, 720}, Sizes{641, 37, 427, 29},
+                               Sizes{97, 61, 13, 40}, Sizes{1283, 41, 401, 13}})
+            for (const auto &version : versions) {
+                const bool negative = s.src_w & 1;
+                Plane src = picture(s.src_w, s.src_h, k.layout.in_bytes, 1, negative);
+                src.fill(rng, Pattern::Random, 0, 255);
+                Plane expected = picture(s.dst_w, s.dst_h, k.layout.out_bytes, 2, !negative);
+                Plane actual = picture(s.dst_w, s.dst_h, k.layout.out_bytes, 2, !negative);
+                Handle e(
+                    params(k.layout, 10, s.src_w, s.src_h, src, 0, s.dst_w, s.dst_h, expected));
+                Handle a(params(k.layout, 10, s.src_w, s.src_h, src, 0, s.dst_w, s.dst_h, actual));
+                ASSERT_NE(a.p, nullptr);
+                k.ref(e.record(), src.origin());
+                version.fn(a.record(), src.origin());
+                ASSERT_TRUE(ozmu::test::same_planes(expected, actual))
+                    << version.tier << ", layout " << k.layout.code << " " << s.src_w << "x"
+                    << s.src_h << " -> " << s.dst_w << "x" << s.dst_h;
+            }
+    }
+}
