@@ -113,6 +113,44 @@ void rsz_yuv444a8_to_rgba8888(OZMU_CSC_PARAMS) { scale_interleaved<4, 4, true>(O
 
 }  // namespace ozmu::ref
 
+namespace ozmu::csc {
+
+#define OZMU_CSC_SCALE_REF_ENTRY(name) ref::name,
+
+ScaleTable scale_table_for(unsigned tiers)
+{
+    static constexpr ScaleTable kReference = {OZMU_CSC_SCALE_LIST(OZMU_CSC_SCALE_REF_ENTRY)};
+#if OZMU_HAVE_X86_TIERS
+#define OZMU_CSC_SCALE_INSTALLER(isa)                                                              \
+    [](ScaleTable &t) {                                                                            \
+        t.rsz_r8g8b8_to_rgb888 = isa::rsz_r8g8b8_to_rgb888;                                        \
+        t.rsz_r8g8b8_to_rgba8888 = isa::rsz_r8g8b8_to_rgba8888;                                    \
+        t.rsz_r8g8b8a8_to_rgba8888 = isa::rsz_r8g8b8a8_to_rgba8888;                                \
+        t.rsz_yuv444_to_rgb888 = isa::rsz_yuv444_to_rgb888;                                        \
+        t.rsz_yuv444_to_rgba8888 = isa::rsz_yuv444_to_rgba8888;                                    \
+        t.rsz_yuv444a8_to_rgba8888 = isa::rsz_yuv444a8_to_rgba8888;                                \
+    }
+    static constexpr TierInstaller<ScaleTable> kInstallers[] = {
+        {cpu::kSsse3, OZMU_CSC_SCALE_INSTALLER(ssse3)},
+        {cpu::kAvx2, OZMU_CSC_SCALE_INSTALLER(avx2)},
+        {cpu::kAvx512, OZMU_CSC_SCALE_INSTALLER(avx512)},
+    };
+#undef OZMU_CSC_SCALE_INSTALLER
+    return build_table(kReference, tiers, kInstallers);
+#else
+    (void)tiers;
+    return kReference;
+#endif
+}
+
+const ScaleTable &scale_table()
+{
+    static const ScaleTable table = scale_table_for(cpu::active());
+    return table;
+}
+
+}  // namespace ozmu::csc
+
 // The exported table is spelled out from the shared weights, byte by byte.
 #define OZMU_WEIGHTS4(i)                                                                           \
     kBilinearWeights[(i)], kBilinearWeights[(i) + 1], kBilinearWeights[(i) + 2],                   \
@@ -135,30 +173,15 @@ void bilinear_rsz_step_size(int src_w, int src_h, int dst_w, int dst_h, int *xst
     *ystep = static_cast<int>(static_cast<uint32_t>(y.step) << 3 | static_cast<uint32_t>(y.shift));
 }
 
-void ozmu_csc_rsz_r8g8b8_to_rgb888(OZMU_CSC_PARAMS)
-{
-    ozmu::OZMU_NATIVE::rsz_r8g8b8_to_rgb888(OZMU_CSC_ARGS);
-}
-void ozmu_csc_rsz_r8g8b8_to_rgba8888(OZMU_CSC_PARAMS)
-{
-    ozmu::OZMU_NATIVE::rsz_r8g8b8_to_rgba8888(OZMU_CSC_ARGS);
-}
-void ozmu_csc_rsz_r8g8b8a8_to_rgba8888(OZMU_CSC_PARAMS)
-{
-    ozmu::OZMU_NATIVE::rsz_r8g8b8a8_to_rgba8888(OZMU_CSC_ARGS);
-}
-void ozmu_csc_rsz_yuv444_to_rgb888(OZMU_CSC_PARAMS)
-{
-    ozmu::OZMU_NATIVE::rsz_yuv444_to_rgb888(OZMU_CSC_ARGS);
-}
-void ozmu_csc_rsz_yuv444_to_rgba8888(OZMU_CSC_PARAMS)
-{
-    ozmu::OZMU_NATIVE::rsz_yuv444_to_rgba8888(OZMU_CSC_ARGS);
-}
-void ozmu_csc_rsz_yuv444a8_to_rgba8888(OZMU_CSC_PARAMS)
-{
-    ozmu::OZMU_NATIVE::rsz_yuv444a8_to_rgba8888(OZMU_CSC_ARGS);
-}
+#if OZMU_HAVE_X86_TIERS
+#define OZMU_CSC_SCALE_EXPORT(name)                                                                \
+    void ozmu_csc_##name(OZMU_CSC_PARAMS) { ozmu::csc::scale_table().name(OZMU_CSC_ARGS); }
+#else
+#define OZMU_CSC_SCALE_EXPORT(name)                                                                \
+    void ozmu_csc_##name(OZMU_CSC_PARAMS) { ozmu::OZMU_NATIVE::name(OZMU_CSC_ARGS); }
+#endif
+
+OZMU_CSC_SCALE_LIST(OZMU_CSC_SCALE_EXPORT)
 
 void ozmu_csc_rsz_yuv444_to_rgb565(OZMU_CSC_PARAMS) { scale_565<3>(OZMU_CSC_ARGS); }
 void ozmu_csc_rsz_yuv444a8_to_rgb565a8(OZMU_CSC_PARAMS) { scale_565<4>(OZMU_CSC_ARGS); }

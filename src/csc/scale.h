@@ -1,5 +1,6 @@
-// Conversion with bilinear scaling: the six vectorised kernels' portable reference (ozmu::ref,
-// what runs on x86-64) and NEON version (ozmu::neon), and the sampling geometry both share with
+// Conversion with bilinear scaling: the six vectorised kernels' portable reference (ozmu::ref),
+// NEON version (ozmu::neon, called directly) and x86-64 versions (ozmu::ssse3, avx2, avx512,
+// through the family table), and the sampling geometry both share with
 // the two portable members.
 //
 // Addressing of the vectorised members: a whole pixel is written from the dst[] slot that dst_cs
@@ -10,13 +11,17 @@
 #include "core/dispatch.h"
 #include "csc/csc.h"
 
-#define OZMU_DECLARE_CSC_SCALE_KERNELS                                                             \
-    void rsz_r8g8b8_to_rgb888(OZMU_CSC_PARAMS);                                                    \
-    void rsz_r8g8b8_to_rgba8888(OZMU_CSC_PARAMS);                                                  \
-    void rsz_r8g8b8a8_to_rgba8888(OZMU_CSC_PARAMS);                                                \
-    void rsz_yuv444_to_rgb888(OZMU_CSC_PARAMS);                                                    \
-    void rsz_yuv444_to_rgba8888(OZMU_CSC_PARAMS);                                                  \
-    void rsz_yuv444a8_to_rgba8888(OZMU_CSC_PARAMS);
+// The members, once: X(name) for each.
+#define OZMU_CSC_SCALE_LIST(X)                                                                     \
+    X(rsz_r8g8b8_to_rgb888)                                                                        \
+    X(rsz_r8g8b8_to_rgba8888)                                                                      \
+    X(rsz_r8g8b8a8_to_rgba8888)                                                                    \
+    X(rsz_yuv444_to_rgb888)                                                                        \
+    X(rsz_yuv444_to_rgba8888)                                                                      \
+    X(rsz_yuv444a8_to_rgba8888)
+
+#define OZMU_CSC_SCALE_DECLARE_ONE(name) void name(OZMU_CSC_PARAMS);
+#define OZMU_DECLARE_CSC_SCALE_KERNELS OZMU_CSC_SCALE_LIST(OZMU_CSC_SCALE_DECLARE_ONE)
 
 namespace ozmu {
 
@@ -28,6 +33,31 @@ namespace neon {
 OZMU_DECLARE_CSC_SCALE_KERNELS
 }
 #endif
+#if OZMU_HAVE_X86_TIERS
+namespace ssse3 {
+OZMU_DECLARE_CSC_SCALE_KERNELS
+}
+namespace avx2 {
+OZMU_DECLARE_CSC_SCALE_KERNELS
+}
+namespace avx512 {
+OZMU_DECLARE_CSC_SCALE_KERNELS
+}
+#endif
+
+namespace csc {
+
+// The family table: one entry per member.
+#define OZMU_CSC_SCALE_TABLE_ENTRY(name) void (*name)(OZMU_CSC_PARAMS);
+struct ScaleTable {
+    OZMU_CSC_SCALE_LIST(OZMU_CSC_SCALE_TABLE_ENTRY)
+};
+
+// The table for a set of tiers (0: the reference), and the one the exported functions use.
+ScaleTable scale_table_for(unsigned tiers);
+const ScaleTable &scale_table();
+
+}  // namespace csc
 
 namespace csc::scaling {
 

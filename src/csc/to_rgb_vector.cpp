@@ -1,6 +1,7 @@
-// Portable reference of the vectorised conversions to interleaved RGB, and their exported entry
-// points. Pixel by pixel, but addressed exactly as the vector code addresses memory: one start
-// slot, rows dst_stride[0] apart, every source plane src_stride[0] apart.
+// Portable reference of the vectorised conversions to interleaved RGB, the family table, and the
+// exported entry points (the table on x86-64, NEON directly on AArch64). Pixel by pixel, but
+// addressed exactly as the vector code addresses memory: one start slot, rows dst_stride[0] apart,
+// every source plane src_stride[0] apart.
 #include "csc/to_rgb_vector.h"
 
 #include <cstddef>
@@ -100,16 +101,54 @@ void yuv444a8_to_rgba8888(OZMU_CSC_PARAMS)
 
 }  // namespace ozmu::ref
 
+namespace ozmu::csc {
+
+#define OZMU_CSC_REF_ENTRY(name) ref::name,
+
+VectorTable vector_table_for(unsigned tiers)
+{
+    static constexpr VectorTable kReference = {OZMU_CSC_VECTOR_LIST(OZMU_CSC_REF_ENTRY)};
+#if OZMU_HAVE_X86_TIERS
+#define OZMU_CSC_INSTALLER(isa)                                                                    \
+    [](VectorTable &t) {                                                                           \
+        t.r8g8b8_to_rgb888 = isa::r8g8b8_to_rgb888;                                                \
+        t.r8g8b8_to_rgba8888 = isa::r8g8b8_to_rgba8888;                                            \
+        t.r8g8b8a8_to_rgba8888 = isa::r8g8b8a8_to_rgba8888;                                        \
+        t.yuv444_to_rgb888 = isa::yuv444_to_rgb888;                                                \
+        t.yuv444_to_rgba8888 = isa::yuv444_to_rgba8888;                                            \
+        t.yuv444a8_to_rgba8888 = isa::yuv444a8_to_rgba8888;                                        \
+    }
+    static constexpr TierInstaller<VectorTable> kInstallers[] = {
+        {cpu::kSsse3, OZMU_CSC_INSTALLER(ssse3)},
+        {cpu::kAvx2, OZMU_CSC_INSTALLER(avx2)},
+        {cpu::kAvx512, OZMU_CSC_INSTALLER(avx512)},
+    };
+#undef OZMU_CSC_INSTALLER
+    return build_table(kReference, tiers, kInstallers);
+#else
+    (void)tiers;
+    return kReference;
+#endif
+}
+
+const VectorTable &vector_table()
+{
+    static const VectorTable table = vector_table_for(cpu::active());
+    return table;
+}
+
+}  // namespace ozmu::csc
+
 extern "C" {
 
+#if OZMU_HAVE_X86_TIERS
+#define OZMU_CSC_VECTOR_EXPORT(name)                                                               \
+    void ozmu_csc_##name(OZMU_CSC_PARAMS) { ozmu::csc::vector_table().name(OZMU_CSC_ARGS); }
+#else
 #define OZMU_CSC_VECTOR_EXPORT(name)                                                               \
     void ozmu_csc_##name(OZMU_CSC_PARAMS) { ozmu::OZMU_NATIVE::name(OZMU_CSC_ARGS); }
+#endif
 
-OZMU_CSC_VECTOR_EXPORT(r8g8b8_to_rgb888)
-OZMU_CSC_VECTOR_EXPORT(r8g8b8_to_rgba8888)
-OZMU_CSC_VECTOR_EXPORT(r8g8b8a8_to_rgba8888)
-OZMU_CSC_VECTOR_EXPORT(yuv444_to_rgb888)
-OZMU_CSC_VECTOR_EXPORT(yuv444_to_rgba8888)
-OZMU_CSC_VECTOR_EXPORT(yuv444a8_to_rgba8888)
+OZMU_CSC_VECTOR_LIST(OZMU_CSC_VECTOR_EXPORT)
 
 }  // extern "C"

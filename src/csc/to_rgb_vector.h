@@ -1,21 +1,26 @@
-// The six vectorised conversions to interleaved RGB: the portable reference (ozmu::ref, what
-// runs on x86-64) and the NEON version (ozmu::neon). Both follow the same addressing contract,
-// which differs from the portable members': a whole pixel is written from one start address,
-// taken from the dst[] slot that dst_cs selects, rows step by dst_stride[0], and every source
-// plane (alpha included) steps by src_stride[0].
+// The six vectorised conversions to interleaved RGB: the portable reference (ozmu::ref), the NEON
+// version (ozmu::neon, called directly on AArch64) and the x86-64 versions (ozmu::ssse3,
+// ozmu::avx2, ozmu::avx512, reached through the family table built once from the tiers in use).
+// Both follow the same addressing contract, which differs from the portable members': a whole pixel
+// is written from one start address, taken from the dst[] slot that dst_cs selects, rows step by
+// dst_stride[0], and every source plane (alpha included) steps by src_stride[0].
 #pragma once
 #include <cstdint>
 
 #include "core/dispatch.h"
 #include "csc/csc.h"
 
-#define OZMU_DECLARE_CSC_VECTOR_KERNELS                                                            \
-    void r8g8b8_to_rgb888(OZMU_CSC_PARAMS);                                                        \
-    void r8g8b8_to_rgba8888(OZMU_CSC_PARAMS);                                                      \
-    void r8g8b8a8_to_rgba8888(OZMU_CSC_PARAMS);                                                    \
-    void yuv444_to_rgb888(OZMU_CSC_PARAMS);                                                        \
-    void yuv444_to_rgba8888(OZMU_CSC_PARAMS);                                                      \
-    void yuv444a8_to_rgba8888(OZMU_CSC_PARAMS);
+// The members, once: X(name) for each.
+#define OZMU_CSC_VECTOR_LIST(X)                                                                    \
+    X(r8g8b8_to_rgb888)                                                                            \
+    X(r8g8b8_to_rgba8888)                                                                          \
+    X(r8g8b8a8_to_rgba8888)                                                                        \
+    X(yuv444_to_rgb888)                                                                            \
+    X(yuv444_to_rgba8888)                                                                          \
+    X(yuv444a8_to_rgba8888)
+
+#define OZMU_CSC_DECLARE_ONE(name) void name(OZMU_CSC_PARAMS);
+#define OZMU_DECLARE_CSC_VECTOR_KERNELS OZMU_CSC_VECTOR_LIST(OZMU_CSC_DECLARE_ONE)
 
 namespace ozmu {
 
@@ -27,6 +32,31 @@ namespace neon {
 OZMU_DECLARE_CSC_VECTOR_KERNELS
 }
 #endif
+#if OZMU_HAVE_X86_TIERS
+namespace ssse3 {
+OZMU_DECLARE_CSC_VECTOR_KERNELS
+}
+namespace avx2 {
+OZMU_DECLARE_CSC_VECTOR_KERNELS
+}
+namespace avx512 {
+OZMU_DECLARE_CSC_VECTOR_KERNELS
+}
+#endif
+
+namespace csc {
+
+// The family table: one entry per member.
+#define OZMU_CSC_TABLE_ENTRY(name) void (*name)(OZMU_CSC_PARAMS);
+struct VectorTable {
+    OZMU_CSC_VECTOR_LIST(OZMU_CSC_TABLE_ENTRY)
+};
+
+// The table for a set of tiers (0: the reference), and the one the exported functions use.
+VectorTable vector_table_for(unsigned tiers);
+const VectorTable &vector_table();
+
+}  // namespace csc
 
 namespace csc {
 

@@ -44,11 +44,14 @@ int model_sample(const Source &s, const Geometry &g, int p, int i, int j)
 
 // ---- The kernels -------------------------------------------------------------------------------
 
+using Entry = void (*ozmu::csc::ScaleTable::*)(OZMU_CSC_PARAMS);
+
 struct Member {
     const char *name;
     ozmu_fn_csc exported;
     ozmu_fn_csc reference;  // null for the portable members
     ozmu_fn_csc neon;
+    Entry entry;
     int planes, bytes;  // bytes per pixel, 2 for the 5-6-5 members
     bool yuv;
     bool vector() const { return reference != nullptr; }
@@ -60,7 +63,11 @@ struct Member {
 #define OZMU_SCALE_NEON(name) nullptr
 #endif
 #define OZMU_SCALE_VECTOR(name, planes, bytes, yuv)                                                \
-    Member { #name, ozmu_csc_##name, ozmu::ref::name, OZMU_SCALE_NEON(name), planes, bytes, yuv }
+    Member                                                                                         \
+    {                                                                                              \
+#name, ozmu_csc_##name, ozmu::ref::name, OZMU_SCALE_NEON(name),                            \
+            &ozmu::csc::ScaleTable::name, planes, bytes, yuv                                       \
+    }
 
 const Member kMembers[] = {
     OZMU_SCALE_VECTOR(rsz_r8g8b8_to_rgb888, 3, 3, false),
@@ -69,10 +76,21 @@ const Member kMembers[] = {
     OZMU_SCALE_VECTOR(rsz_yuv444_to_rgb888, 3, 3, true),
     OZMU_SCALE_VECTOR(rsz_yuv444_to_rgba8888, 3, 4, true),
     OZMU_SCALE_VECTOR(rsz_yuv444a8_to_rgba8888, 4, 4, true),
-    {"rsz_yuv444_to_rgb565", ozmu_csc_rsz_yuv444_to_rgb565, nullptr, nullptr, 3, 2, true},
-    {"rsz_yuv444a8_to_rgb565a8", ozmu_csc_rsz_yuv444a8_to_rgb565a8, nullptr, nullptr, 4, 2, true},
+    {"rsz_yuv444_to_rgb565", ozmu_csc_rsz_yuv444_to_rgb565, nullptr, nullptr, nullptr, 3, 2, true},
+    {"rsz_yuv444a8_to_rgb565a8", ozmu_csc_rsz_yuv444a8_to_rgb565a8, nullptr, nullptr, nullptr, 4, 2,
+     true},
 };
 
+// The tier names as static strings (the harness gives std::string).
+const char *cpu_tier_label(const std::string &tier)
+{
+    for (unsigned t : arch_tiers())
+        if (tier == ozmu::cpu::tier_name(t))
+            return ozmu::cpu::tier_name(t);
+    return "?";
+}
+
+// The exported member, the reference and every vector version this CPU runs.
 std::vector<std::pair<const char *, ozmu_fn_csc>> implementations(const Member &m)
 {
     std::vector<std::pair<const char *, ozmu_fn_csc>> fns{{"exported", m.exported}};
@@ -80,6 +98,9 @@ std::vector<std::pair<const char *, ozmu_fn_csc>> implementations(const Member &
         fns.emplace_back("ref", m.reference);
     if (m.neon)
         fns.emplace_back("neon", m.neon);
+    if (m.entry)
+        for (const auto &v : versions(&ozmu::csc::scale_table_for, m.entry))
+            fns.emplace_back(cpu_tier_label(v.tier), v.fn);
     return fns;
 }
 
@@ -228,6 +249,13 @@ TEST(CscScale, MatchesPerPixelModel)
         cases.push_back({rng.range(1, 3 * w + 8), rng.range(1, 9), w, rng.range(1, 4)});
         cases.push_back({rng.range(1, w), rng.range(1, 4), w, rng.range(1, 6)});
     }
+    // Sources at least as wide as the widest gather window (64 bytes), so the vector groups run
+    // with every tail: destination widths 1-70 and around the 256-pixel strips.
+    for (int w : {1,  2,  3,  5,  7,  8,  9,  15, 16,  17,  23,  31, 32,
+                  33, 47, 63, 64, 65, 70, 96, 97, 255, 256, 257, 300})
+        cases.push_back({64 + w + w / 2 + rng.range(0, 7), rng.range(1, 9), w, rng.range(1, 4)});
+    for (int w = 1; w <= 70; ++w)
+        cases.push_back({std::max(64, w + rng.range(0, w)), rng.range(1, 4), w, rng.range(1, 3)});
     for (int r = 1; r <= 20; ++r)
         cases.push_back({13 * r + rng.range(0, r - 1), 5 * r + rng.range(0, r - 1), 13, 5});
     cases.insert(cases.end(), {{1920, 4, 64, 2},
@@ -253,10 +281,11 @@ TEST(CscScale, MatchesPerPixelModel)
     }
 }
 
-// The vector code's colour arithmetic differs from the 8.8 formula (split weights, a halved
-// sum); it must agree for every (Y, U, V). A 257x257 source scaled to 256x256 samples every
-// pixel at phase 0, so pixel (i, j) converts (Y, U, V) = (i, j, k) exactly. Both channel orders
-// run the same instructions on swapped operands, so one order proves both.
+// The vector code's colour arithmetic differs from the 8.8 formula (NEON: split weights and a
+// halved sum; x86-64: split multipliers); it must agree for every (Y, U, V), in every version. A
+// 257x257 source scaled to 256x256 samples every pixel at phase 0, so pixel (i, j) converts
+// (Y, U, V) = (i, j, k) exactly. Both channel orders run the same arithmetic and differ only in
+// the store, so one order proves both.
 TEST(CscScale, ColourArithmeticForEveryInput)
 {
     constexpr int kSide = 257;
@@ -275,8 +304,6 @@ TEST(CscScale, ColourArithmeticForEveryInput)
     int dst_stride[4] = {256 * 4, 0, 0, 0};
     for (int k = 0; k < 256; ++k) {
         std::fill(planes[2].begin(), planes[2].end(), static_cast<uint8_t>(k));
-        ozmu_csc_rsz_yuv444_to_rgba8888(src, kSide, kSide, src_stride, OZMU_CS_YUV444, dst, 256,
-                                        256, dst_stride, OZMU_CS_RGBA8888);
         for (int j = 0; j < 256; ++j)
             for (int i = 0; i < 256; ++i) {
                 const auto rgb = ozmu::csc_test::yuv_to_rgb(i, j, k);
@@ -284,7 +311,12 @@ TEST(CscScale, ColourArithmeticForEveryInput)
                 std::copy(rgb.begin(), rgb.end(), px);
                 px[3] = 255;
             }
-        ASSERT_TRUE(same_bytes(expected.data(), out.data(), out.size())) << "V = " << k;
+        for (auto [impl, fn] : implementations(kMembers[4])) {
+            fn(src, kSide, kSide, src_stride, OZMU_CS_YUV444, dst, 256, 256, dst_stride,
+               OZMU_CS_RGBA8888);
+            ASSERT_TRUE(same_bytes(expected.data(), out.data(), out.size()))
+                << impl << " V = " << k;
+        }
     }
 }
 
