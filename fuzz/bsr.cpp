@@ -17,24 +17,15 @@
 #include <vector>
 
 #include "../tests/bitstream/bit_model.h"
+#include "fuzz_input.h"
 #include "ozmu.h"
 
 namespace {
 
+using ozmu::fuzz::check;
+using ozmu::fuzz::Input;
+
 using ozmu::test::BitReaderModel;
-
-void check(bool ok)
-{
-    if (!ok)
-        __builtin_trap();
-}
-
-struct Input {
-    const uint8_t *data;
-    size_t size, pos = 0;
-    bool done() const { return pos >= size; }
-    uint8_t byte() { return pos < size ? data[pos++] : 0; }
-};
 
 // The payload: every 03 that follows two zero payload bytes is dropped, and the zero run starts
 // again after it.

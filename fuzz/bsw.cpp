@@ -18,31 +18,15 @@
 #include <vector>
 
 #include "../tests/bitstream/bit_model.h"
+#include "fuzz_input.h"
 #include "ozmu.h"
 
 namespace {
 
+using ozmu::fuzz::check;
+using ozmu::fuzz::Input;
+
 using ozmu::test::BitWriterModel;
-
-void check(bool ok)
-{
-    if (!ok)
-        __builtin_trap();
-}
-
-struct Input {
-    const uint8_t *data;
-    size_t size, pos = 0;
-    bool done() const { return pos >= size; }
-    uint8_t byte() { return pos < size ? data[pos++] : 0; }
-    uint32_t u32()
-    {
-        uint32_t v = 0;
-        for (int i = 0; i < 4; ++i)
-            v = v << 8 | byte();
-        return v;
-    }
-};
 
 constexpr int kSpare = 3;  // write1's drain reaches end + 3
 

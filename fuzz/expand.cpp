@@ -10,22 +10,13 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz_input.h"
 #include "ozmu.h"
 
 namespace {
 
-void check(bool ok)
-{
-    if (!ok)
-        __builtin_trap();
-}
-
-struct Input {
-    const uint8_t *data;
-    size_t size, pos = 0;
-    uint8_t byte() { return pos < size ? data[pos++] : 0; }
-    int pick(int lo, int hi) { return lo + byte() % (hi - lo + 1); }
-};
+using ozmu::fuzz::check;
+using ozmu::fuzz::Input;
 
 void *exact_alloc(int size, uint64_t *aux)
 {

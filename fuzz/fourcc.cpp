@@ -7,15 +7,12 @@
 #include <cstring>
 #include <iterator>
 
+#include "fuzz_input.h"
 #include "ozmu.h"
 
 namespace {
 
-void check(bool ok)
-{
-    if (!ok)
-        __builtin_trap();
-}
+using ozmu::fuzz::check;
 
 struct Entry {
     const char *code;  // four characters, or null for a WAVE tag

@@ -9,30 +9,13 @@
 #include <vector>
 
 #include "container/container.h"
+#include "fuzz_input.h"
 #include "ozmu.h"
 
 namespace {
 
-void check(bool ok)
-{
-    if (!ok)
-        __builtin_trap();
-}
-
-struct Input {
-    const uint8_t *data;
-    size_t size, pos = 0;
-    bool done() const { return pos >= size; }
-    uint8_t byte() { return pos < size ? data[pos++] : 0; }
-    // Up to n bytes of what follows (fewer at the end of the input).
-    std::vector<uint8_t> bytes(int n)
-    {
-        const size_t k = std::min(static_cast<size_t>(std::max(n, 0)), size - std::min(pos, size));
-        std::vector<uint8_t> out(data + pos, data + pos + k);
-        pos += k;
-        return out;
-    }
-};
+using ozmu::fuzz::check;
+using ozmu::fuzz::Input;
 
 void check_state(const ozmu_rbuf *rb)
 {

@@ -8,15 +8,12 @@
 #include <cstring>
 #include <vector>
 
+#include "fuzz_input.h"
 #include "ozmu.h"
 
 namespace {
 
-void check(bool ok)
-{
-    if (!ok)
-        __builtin_trap();
-}
+using ozmu::fuzz::check;
 
 }  // namespace
 

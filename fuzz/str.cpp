@@ -7,17 +7,15 @@
 #include <cstring>
 #include <memory>
 
+#include "fuzz_input.h"
 #include "ozmu.h"
 
 namespace {
 
+using ozmu::fuzz::check;
+
 bool white(char c) { return c == ' ' || c == '\t' || c == '\r' || c == '\n'; }
 bool line_end(char c) { return c == '\r' || c == '\n'; }
-void check(bool ok)
-{
-    if (!ok)
-        __builtin_trap();
-}
 
 // A field result: len within the text, next just after a separator of `sep_lens` bytes or null.
 void check_field(const char *s, long n, int len, const char *next, long sep_a, long sep_b)

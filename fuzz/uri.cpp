@@ -5,15 +5,12 @@
 #include <cstring>
 #include <memory>
 
+#include "fuzz_input.h"
 #include "ozmu.h"
 
 namespace {
 
-void check(bool ok)
-{
-    if (!ok)
-        __builtin_trap();
-}
+using ozmu::fuzz::check;
 
 void split(const char *uri, size_t n)
 {
