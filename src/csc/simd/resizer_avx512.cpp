@@ -46,63 +46,20 @@ void window_row(const Plan &p, const uint8_t *top, const uint8_t *bottom, int v,
     }
 }
 
-template <irsz::LineFn line>
-void whole_picture(const Handle &h, const uint8_t *src)
+bool window_fits(const Plan &p) { return p.zmm.fit; }
+
+void pixel_fallback(const Handle &h, const uint8_t *top, const uint8_t *bottom, int v, uint8_t *dst)
 {
-    const ptrdiff_t stride = h.line_size;
-    const ptrdiff_t dst_stride = h.dst_stride;
-    const int32_t last = h.src_h - 1;
-    uint8_t *out = h.dst;
-    uint32_t y = 0;
-    for (int row = 0; row < h.dst_h; ++row) {
-        const auto top =
-            static_cast<int32_t>(static_cast<uint32_t>(static_cast<int32_t>(y) >> 18) << h.yshift);
-        const int32_t lower = top + (int32_t{1} << h.yshift);
-        const int32_t bottom = lower < last ? lower : last;
-        line(h, src + top * stride, src + bottom * stride, static_cast<int>(y >> 15) & 7, out);
-        out += dst_stride;
-        y += static_cast<uint32_t>(h.ystep);
-    }
+    avx2::irsz8b8b8b8b_line(h, top, bottom, v, dst);
+}
+
+void byte_fallback(const Handle &h, const uint8_t *top, const uint8_t *bottom, int v, uint8_t *dst)
+{
+    avx2::irsz8b_line(h, top, bottom, v, dst);
 }
 
 }  // namespace
 
-void irsz8b8b8b8b_line(const Handle &h, const uint8_t *top, const uint8_t *bottom, int v,
-                       uint8_t *dst)
-{
-    if (h.plan && h.plan->zmm.fit) {
-        if (h.xshift > 0)
-            irsz::compact_rows(h, top, bottom);
-        window_row(*h.plan, top, bottom, v, dst, 4 * h.dst_w);
-    } else {
-        avx2::irsz8b8b8b8b_line(h, top, bottom, v, dst);
-    }
-}
-
-void irsz8b8b8b8b_full(const Handle &h, const uint8_t *src)
-{
-    whole_picture<irsz8b8b8b8b_line>(h, src);
-}
-
-void irsz8b_line(const Handle &h, const uint8_t *top, const uint8_t *bottom, int v, uint8_t *dst)
-{
-    if (h.plan && h.plan->zmm.fit) {
-        if (h.xshift > 0)
-            irsz::compact_rows(h, top, bottom);
-        window_row(*h.plan, top, bottom, v, dst, h.dst_w);
-    } else {
-        avx2::irsz8b_line(h, top, bottom, v, dst);
-    }
-}
-
-void irsz8b_full(const Handle &h, const uint8_t *src) { whole_picture<irsz8b_line>(h, src); }
-
-void install_irsz(irsz::Table &table)
-{
-    table.irsz8b_line = irsz8b_line;
-    table.irsz8b_full = irsz8b_full;
-    table.irsz8b8b8b8b_line = irsz8b8b8b8b_line;
-    table.irsz8b8b8b8b_full = irsz8b8b8b8b_full;
-}
+#include "csc/simd/resizer_x86.inc"
 
 }  // namespace ozmu::avx512
