@@ -30,6 +30,10 @@
 #define OZMU_HAVE_X86_TIERS 0
 #endif
 
+// Helpers of shared headers that ISA files call with run-time arguments: always inlined, so no
+// out-of-line copy compiled for a higher tier exists for the linker to hand to baseline code.
+#define OZMU_SHARED_INLINE [[gnu::always_inline]] inline
+
 // Second exported name for the same entry point (one address, two symbols).
 #define OZMU_ALIAS(target) __attribute__((alias(#target), visibility("default")))
 
@@ -60,8 +64,8 @@ inline constexpr unsigned kX86Tiers[] = {kSse2, kSsse3, kAvx2, kAvx512};
 
 namespace ozmu {
 
-// Builds a family table: `reference` first, then installers[i] for every tier in `tiers`, lowest tier
-// first. Each installer writes the entries it has a version of.
+// Builds a family table: `reference` first, then installers[i] for every tier in `tiers`, lowest
+// tier first. Each installer writes the entries it has a version of.
 template <class Table>
 struct TierInstaller {
     unsigned tier;
@@ -69,7 +73,8 @@ struct TierInstaller {
 };
 
 template <class Table, size_t N>
-Table build_table(const Table &reference, unsigned tiers, const TierInstaller<Table> (&installers)[N])
+Table build_table(const Table &reference, unsigned tiers,
+                  const TierInstaller<Table> (&installers)[N])
 {
     Table table = reference;
     for (const auto &step : installers)

@@ -8,6 +8,21 @@
 
 #include "ozmu.h"
 
+namespace ozmu::csc::scaling {
+
+bool make_walk(int src_w, int src_h, int dst_w, int dst_h, Walk *walk)
+{
+    if (src_w < 1 || src_h < 1 || dst_w < 1 || dst_h < 1)
+        return false;
+    walk->x = axis_step(src_w, dst_w);
+    walk->y = axis_step(src_h, dst_h);
+    walk->col_reach = src_w == 1 ? 0 : 1 << walk->x.shift;
+    walk->row_reach = src_h == 1 ? 0 : 1 << walk->y.shift;
+    return true;
+}
+
+}  // namespace ozmu::csc::scaling
+
 namespace {
 
 using namespace ozmu::csc;

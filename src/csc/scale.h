@@ -72,16 +72,7 @@ struct Walk {
 // False when a size is below 1: the kernels then write nothing. A one-column (one-row) source
 // walks with step 0 and phase 0, so its right (bottom) neighbour has weight 0; it is taken from
 // the same column (row) instead of one past the picture.
-inline bool make_walk(int src_w, int src_h, int dst_w, int dst_h, Walk *walk)
-{
-    if (src_w < 1 || src_h < 1 || dst_w < 1 || dst_h < 1)
-        return false;
-    walk->x = axis_step(src_w, dst_w);
-    walk->y = axis_step(src_h, dst_h);
-    walk->col_reach = src_w == 1 ? 0 : 1 << walk->x.shift;
-    walk->row_reach = src_h == 1 ? 0 : 1 << walk->y.shift;
-    return true;
-}
+bool make_walk(int src_w, int src_h, int dst_w, int dst_h, Walk *walk);
 
 // Pixel layout of the vectorised members, from mode = dst_cs - 500 (compared, never computed,
 // so no dst_cs overflows): 501 starts at dst[2], above 501 at dst[3] with alpha first, anything
@@ -93,7 +84,7 @@ struct Target {
     bool alpha_first;
 };
 
-constexpr Target target(int dst_cs)
+OZMU_SHARED_INLINE constexpr Target target(int dst_cs)
 {
     const bool odd = (static_cast<unsigned>(dst_cs) & 1u) != 0;  // 500 is even
     return {dst_cs == 501 ? 2 : dst_cs > 501 ? 3 : 0, odd, dst_cs > 501};

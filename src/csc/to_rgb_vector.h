@@ -74,7 +74,7 @@ struct ChannelOffsets {
     int r, g, b, a, bytes;
 };
 
-constexpr ChannelOffsets channel_offsets(PixelOrder order)
+OZMU_SHARED_INLINE constexpr ChannelOffsets channel_offsets(PixelOrder order)
 {
     switch (order) {
     case PixelOrder::Rgb: return {0, 1, 2, 0, 3};
@@ -91,7 +91,7 @@ constexpr ChannelOffsets channel_offsets(PixelOrder order)
 // The mode dst_cs - 500 is compared rather than computed, so no dst_cs can overflow it.
 
 // yuv444 to 3-byte pixels: 401 swaps to B, G, R from dst[2].
-constexpr PixelTarget yuv_rgb888_target(int dst_cs)
+OZMU_SHARED_INLINE constexpr PixelTarget yuv_rgb888_target(int dst_cs)
 {
     return dst_cs == OZMU_CS_RGB888X ? PixelTarget{2, PixelOrder::Bgr}
                                      : PixelTarget{0, PixelOrder::Rgb};
@@ -99,7 +99,7 @@ constexpr PixelTarget yuv_rgb888_target(int dst_cs)
 
 // yuv444(a8) to 4-byte pixels: mode 1 post-alpha swapped from dst[2]; 2 and 4+ alpha first
 // from dst[3]; 3 alpha first swapped from dst[3]; everything else (negative modes) as mode 0.
-constexpr PixelTarget yuv_rgba_target(int dst_cs)
+OZMU_SHARED_INLINE constexpr PixelTarget yuv_rgba_target(int dst_cs)
 {
     if (dst_cs == 501)
         return {2, PixelOrder::Bgra};
@@ -111,7 +111,7 @@ constexpr PixelTarget yuv_rgba_target(int dst_cs)
 }
 
 // r8g8b8 to 3-byte pixels: only 400 keeps R, G, B order; any other value is B, G, R from dst[2].
-constexpr PixelTarget planar_rgb888_target(int dst_cs)
+OZMU_SHARED_INLINE constexpr PixelTarget planar_rgb888_target(int dst_cs)
 {
     return dst_cs == OZMU_CS_RGB888 ? PixelTarget{0, PixelOrder::Rgb}
                                     : PixelTarget{2, PixelOrder::Bgr};
@@ -121,7 +121,7 @@ constexpr PixelTarget planar_rgb888_target(int dst_cs)
 // from dst[2]; 2 A, R, G, B and 3+ A, B, G, R from dst[3]. With an alpha plane the alpha-first
 // modes have no usable destination (their start address would come from the int src_cs), so
 // they write nothing.
-constexpr PixelTarget planar_rgba_target(int dst_cs, bool alpha_plane)
+OZMU_SHARED_INLINE constexpr PixelTarget planar_rgba_target(int dst_cs, bool alpha_plane)
 {
     if (dst_cs == 500)
         return {0, PixelOrder::Rgba};
@@ -134,7 +134,10 @@ constexpr PixelTarget planar_rgba_target(int dst_cs, bool alpha_plane)
 
 // Pixels a YUV row converts: a width of 0 still takes the 1-3 pixel tail with three pixels.
 // Negative widths convert nothing.
-constexpr int yuv_row_pixels(int src_w) { return src_w == 0 ? 3 : src_w < 0 ? 0 : src_w; }
+OZMU_SHARED_INLINE constexpr int yuv_row_pixels(int src_w)
+{
+    return src_w == 0 ? 3 : src_w < 0 ? 0 : src_w;
+}
 
 }  // namespace csc
 }  // namespace ozmu
