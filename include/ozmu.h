@@ -246,9 +246,10 @@ struct ozmu_imgb {
     uint32_t frame_size;   /* total bytes of the frame */
 };
 
-#define OZMU_IMGB_OPT_CLEAR_ALIGN 1 /* zero the columns and rows between visible and aligned size  \
-                                     */
-#define OZMU_IMGB_OPT_CLEAR_PAD 2   /* zero the padding border of every plane */
+/* Option bits: OZMU_IMGB_OPT_CLEAR_ALIGN zeroes the columns and rows between the visible and the
+ * aligned size, OZMU_IMGB_OPT_CLEAR_PAD the padding border of every plane. */
+#define OZMU_IMGB_OPT_CLEAR_ALIGN 1
+#define OZMU_IMGB_OPT_CLEAR_PAD 2
 
 /* Creates an image of one allocation, planes in order, each with its alignment and a border of
  * pad[i] on every side. frame_alloc/frame_free are optional as a pair (default: the aligned
@@ -1465,6 +1466,112 @@ OZMU_API void ozmu_md5_trans(uint32_t state[4], const uint32_t block[16]);
  * (width + 1) / 2 - ceil(width / 4) bytes past its last plane. Returns 0, or
  * OZMU_ERR_UNSUPPORTED_CS for identifiers outside 10..99 (digest untouched). */
 OZMU_API int ozmu_md5_imgb(const ozmu_imgb *img, uint8_t digest[16]);
+
+/* ============================================================================================
+ * Frame conversion
+ *
+ * One checked entry point converting a whole frame (or a band of its rows) between decoder,
+ * camera and display layouts, with the colour matrix, ranges, chroma siting and a change of size
+ * in the same pass. Independent of the OZMU_CS_* tables above: its own pixel formats, options
+ * and error codes. The integer definition, its precision and measured accuracy are described in
+ * docs/frame-conversion.md; every build and processor gives the same bytes.
+ * ========================================================================================== */
+
+/* Pixel formats of the frame API (not the OZMU_CS_* identifiers). Chroma planes of 4:2:0 formats
+ * are (width + 1) / 2 x (height + 1) / 2, of 4:2:2 (width + 1) / 2 x height. 16-bit samples are
+ * little-endian words. Sources: every format below except RGB565. Destinations: RGBA, BGRA,
+ * ARGB, RGB24, BGR24, RGB565, I420 and NV12. */
+#define OZMU_PIX_I420 1  /* Y, U, V planes */
+#define OZMU_PIX_YV12 2  /* Y, V, U planes (plane[1] is V) */
+#define OZMU_PIX_NV12 3  /* Y, interleaved UV */
+#define OZMU_PIX_NV21 4  /* Y, interleaved VU */
+#define OZMU_PIX_I422 5  /* Y, U, V planes, chroma full height */
+#define OZMU_PIX_I444 6  /* Y, U, V planes of full size */
+#define OZMU_PIX_GRAY8 7 /* 4:0:0, one plane (chroma taken as neutral) */
+/* I010: three 4:2:0 planes, 10 bits right-aligned in 16-bit words; the six upper bits of a word
+ * are ignored (the sample is masked to 10 bits). P010: Y and interleaved UV, 10 bits left-aligned
+ * in 16-bit words; the six lower bits are ignored. */
+#define OZMU_PIX_I010 8
+#define OZMU_PIX_P010 9
+#define OZMU_PIX_RGBA 32   /* bytes R, G, B, A in memory order */
+#define OZMU_PIX_BGRA 33   /* bytes B, G, R, A */
+#define OZMU_PIX_ARGB 34   /* bytes A, R, G, B */
+#define OZMU_PIX_RGB24 35  /* bytes R, G, B */
+#define OZMU_PIX_BGR24 36  /* bytes B, G, R */
+#define OZMU_PIX_RGB565 37 /* 16-bit little-endian words, R in the top 5 bits (output only) */
+
+/* A frame: caller memory described, never owned. Planes past the format's count are ignored. */
+typedef struct ozmu_frame {
+    int format, width, height;
+    uint8_t *plane[4];
+    ptrdiff_t stride[4]; /* bytes from one row to the next; negative: bottom-up */
+} ozmu_frame;
+
+#define OZMU_MATRIX_BT601 0
+#define OZMU_MATRIX_BT709 1
+#define OZMU_MATRIX_BT2020 2   /* non-constant luminance; the matrix only */
+#define OZMU_RANGE_LIMITED 0   /* Y 16..235, chroma 16..240 (x4 for 10 bits) */
+#define OZMU_RANGE_FULL 1      /* 0..255 (0..1023) */
+#define OZMU_CHROMA_ACCURATE 0 /* default: chroma interpolated bilinearly at its sited position */
+#define OZMU_CHROMA_FAST 1     /* each pixel takes the chroma sample of its 2x2 (or 2x1) group */
+/* Left (MPEG-2/H.264, the default): co-sited with even luma columns, midway between rows. */
+#define OZMU_SITING_LEFT 0
+#define OZMU_SITING_CENTER 1 /* JPEG: centred in its 2x2 group */
+
+/* Options of ozmu_convert. src_range applies to a YUV source, dst_range to a YUV destination; RGB
+ * is always full range. A YUV to YUV conversion keeps matrix and range: src_range must equal
+ * dst_range. chroma applies to YUV sources with subsampled chroma; siting to subsampled chroma on
+ * either side. */
+typedef struct ozmu_convert_opts {
+    int matrix, src_range, dst_range, chroma, siting;
+    int row_begin, row_end; /* destination rows [row_begin, row_end); 0, 0 = the whole frame */
+} ozmu_convert_opts;
+
+/* Error codes of the frame API (a block of its own). */
+#define OZMU_FRAME_ERR_NULL (-400)   /* null frame, or a null plane the format needs */
+#define OZMU_FRAME_ERR_FORMAT (-401) /* unknown pixel format (or an OZMU_CS_* without one) */
+#define OZMU_FRAME_ERR_SIZE (-402)   /* width or height below 1 or above 16384 */
+#define OZMU_FRAME_ERR_STRIDE (-403) /* |stride| below the plane's minimum row size */
+/* RGB565 as a source, or a destination format that is not one (YV12, NV21, I422, I444, GRAY8,
+ * I010, P010). */
+#define OZMU_FRAME_ERR_UNSUPPORTED (-404)
+#define OZMU_FRAME_ERR_OPTION (-405) /* an option out of range, or a YUV to YUV range change */
+/* Row band empty, outside the destination, or starting on an odd row of a 4:2:0 destination. */
+#define OZMU_FRAME_ERR_ROWS (-406)
+
+/* Fills opts with the defaults: BT.601, limited YUV on both sides, accurate chroma, left siting,
+ * the whole frame. */
+OZMU_API void ozmu_convert_opts_init(ozmu_convert_opts *opts);
+
+/* Converts src into dst, resampling when the sizes differ (bilinear; an area filter on an axis
+ * reduced 2x or more). opts may be null (the defaults). Only destination rows
+ * [row_begin, row_end) are written (for 4:2:0 destinations also the chroma rows of the even rows
+ * among them); a band gives the same bytes as the same rows of a whole-frame call, so bands may
+ * run on different threads. Everything is checked before anything is written: a refused call
+ * writes nothing. Source and destination must not overlap. Returns OZMU_OK, an
+ * OZMU_FRAME_ERR_* code, or OZMU_ERR_MALLOC (one working buffer is allocated per call,
+ * except for unscaled 8-bit 4:2:0 to packed RGB). */
+OZMU_API int ozmu_convert(const ozmu_frame *src, const ozmu_frame *dst,
+                          const ozmu_convert_opts *opts);
+
+/* 1 when src_format can be converted to dst_format, else 0. */
+OZMU_API int ozmu_convert_supported(int src_format, int dst_format);
+
+/* Geometry of a format at a size: the plane count, each plane's minimum stride in bytes and its
+ * row count (entries past the plane count set to 0). Any output may be null. Returns OZMU_OK,
+ * OZMU_FRAME_ERR_FORMAT or OZMU_FRAME_ERR_SIZE. */
+OZMU_API int ozmu_frame_layout(int format, int width, int height, int *planes, size_t min_stride[4],
+                               int rows[4]);
+
+/* Describes an image buffer as a frame, without copying: OZMU_CS_YUV400, YUV420, YUV422, YUV444,
+ * P010 (three right-aligned 16-bit planes: OZMU_PIX_I010), RGB565, RGB888 (OZMU_PIX_RGB24),
+ * RGBA8888, BGRA8888 and ARGB8888. Other identifiers give OZMU_FRAME_ERR_FORMAT; null arguments
+ * OZMU_FRAME_ERR_NULL. frame is written only on success. */
+OZMU_API int ozmu_frame_from_imgb(const ozmu_imgb *img, ozmu_frame *frame);
+
+/* A short English text for every OZMU_FRAME_ERR_* code and the shared OZMU_ERR_* codes
+ * ("unknown error" otherwise); never null. */
+OZMU_API const char *ozmu_strerror(int code);
 
 #ifdef __cplusplus
 }

@@ -1,0 +1,154 @@
+// Frame conversion (ozmu_convert): the row kernels and the family table the driver calls them
+// through.
+//
+// Every conversion runs one destination row at a time through the same stages:
+//   1. read:    a source row into int16 samples at their native depth (8 or 10 bits), split into
+//               channels (NV12's UV pairs, packed RGB's bytes);
+//   2. vertical: the source rows a destination row needs, weighted in Q14 and summed in 32 bits,
+//               then one rounding shift to the working scale (below);
+//   3. horizontal: the same in x through a precomputed AxisMap (skipped when it is the identity);
+//   4. output:  the matrix and packing (YUV to RGB, RGB to Y and to 4:2:0 chroma) or a rounding
+//               store (YUV to YUV, RGB to RGB).
+// Working scale: every intermediate sample is an int16 holding 64 units per 8-bit code (16 per
+// 10-bit code), 0 .. 16368, so the 4:2:0 chroma interpolation of unscaled conversions (weights in
+// quarters) stays exact and 16x16->32 multiply-adds cover every product.
+//
+// Unscaled 8-bit 4:2:0 to packed RGB skips the stages: one fused kernel a row (yuv420_to_*), equal
+// to them byte for byte.
+//
+// ozmu::ref holds the portable kernels; vector tiers install their own versions of any entry
+// through frame::table_for(), and the driver never names a version.
+#pragma once
+#include <cstddef>
+#include <cstdint>
+
+#include "core/dispatch.h"
+#include "ozmu.h"
+
+namespace ozmu::frame {
+
+inline constexpr int kWorkShift8 = 6;  // working scale = 8-bit code << 6
+inline constexpr int kQ = 14;          // filter weights sum to 1 << kQ
+inline constexpr int kMaxSize = 16384;
+
+// Taps of one resampling axis: output i reads count(i) consecutive inputs from begin[i] with
+// weights weight[offset[i] .. offset[i + 1]), which sum to 1 << kQ.
+struct AxisMap {
+    int outputs;
+    const int32_t *begin;
+    const int32_t *offset;  // outputs + 1 entries
+    const int16_t *weight;
+};
+
+// Byte positions of the channels of a packed RGB pixel; alpha < 0: none.
+struct PackedLayout {
+    int bytes, r, g, b, a;
+};
+
+// YUV (working scale) to 8-bit RGB: R = (cy * (Y - y_offset) + crv * (V - mid) + 2^18) >> 19,
+// coefficients in Q13 of 8-bit codes, mid = 128 << 6.
+struct YuvToRgb {
+    int16_t y_offset;
+    int16_t cy, crv, cgu, cgv, cbu;
+};
+
+// 8-bit RGB to 8-bit YUV, coefficients in Q15: Y = (yr R + yg G + yb B + (y_offset << 15) + 2^14)
+// >> 15; chroma from sums of weight 8 with one shift of 18.
+struct RgbToYuv {
+    int16_t y_offset;
+    int16_t yr, yg, yb, ur, ug, ub, vr, vg, vb;
+};
+
+// The rows of an unscaled 8-bit 4:2:0 source a destination row needs, for the fused kernels:
+// chroma rows u[0], u[1] (and v) weighted w[0], w[1] in quarters (4, 0 fast; 1, 3 or 3, 1
+// accurate), samples `step` bytes apart, `width` per row. horizontal: 0 the group's sample
+// (fast), 1 left-sited, 2 centred, in quarters as well. The result equals the staged path's
+// exactly: unscaled 4:2:0 interpolation is exact on the working scale.
+struct Chroma420Rows {
+    const uint8_t *u[2], *v[2];
+    int w[2];
+    int step, width, horizontal;
+};
+
+// clang-format off
+#define OZMU_FRAME_PACKED_LIST(X) X(rgba) X(bgra) X(argb) X(rgb24) X(bgr24) X(rgb565)
+// clang-format on
+
+#define OZMU_FRAME_DECLARE_PACKED(fmt)                                                             \
+    void yuv_to_##fmt(const int16_t *y, const int16_t *u, const int16_t *v,                        \
+                      const frame::YuvToRgb &m, int n, uint8_t *dst);                              \
+    void pack_##fmt(const int16_t *r, const int16_t *g, const int16_t *b, const int16_t *a, int n, \
+                    uint8_t *dst);                                                                 \
+    void yuv420_to_##fmt(const uint8_t *y, const frame::Chroma420Rows &c,                          \
+                         const frame::YuvToRgb &m, int n, uint8_t *dst);
+
+#define OZMU_FRAME_DECLARE_KERNELS                                                                 \
+    void read_u8(const uint8_t *src, int n, int16_t *out);                                         \
+    void read_u16_low10(const uint8_t *src, int n, int16_t *out);                                  \
+    void read_u16_high10(const uint8_t *src, int n, int16_t *out);                                 \
+    void read_pairs_u8(const uint8_t *src, int n, int16_t *first, int16_t *second);                \
+    void read_pairs_u16_high10(const uint8_t *src, int n, int16_t *first, int16_t *second);        \
+    void read_packed(const uint8_t *src, int n, const frame::PackedLayout &layout, int16_t *r,     \
+                     int16_t *g, int16_t *b, int16_t *a);                                          \
+    void vertical_accumulate(int32_t *acc, const int16_t *row, int weight, int n, int first);      \
+    void vertical_round(const int32_t *acc, int shift, int n, int16_t *out);                       \
+    void horizontal(const int16_t *in, const frame::AxisMap &map, int16_t *out);                   \
+    void store_u8(const int16_t *in, int n, uint8_t *out, ptrdiff_t step);                         \
+    void rgb_to_y(const int16_t *r, const int16_t *g, const int16_t *b, const frame::RgbToYuv &m,  \
+                  int n, uint8_t *y);                                                              \
+    void rgb_to_uv(const int16_t *const rgb0[3], const int16_t *const rgb1[3],                     \
+                   const frame::RgbToYuv &m, int left_siting, int n, uint8_t *u, uint8_t *v,       \
+                   ptrdiff_t step);                                                                \
+    OZMU_FRAME_PACKED_LIST(OZMU_FRAME_DECLARE_PACKED)
+
+}  // namespace ozmu::frame
+
+namespace ozmu::ref {
+OZMU_FRAME_DECLARE_KERNELS
+}
+
+namespace ozmu::frame {
+
+// Every entry, once: OZMU_FRAME_ENTRY(name) per kernel.
+#define OZMU_FRAME_PACKED_ENTRY(fmt)                                                               \
+    OZMU_FRAME_ENTRY(yuv_to_##fmt) OZMU_FRAME_ENTRY(pack_##fmt) OZMU_FRAME_ENTRY(yuv420_to_##fmt)
+#define OZMU_FRAME_ENTRIES                                                                         \
+    OZMU_FRAME_ENTRY(read_u8)                                                                      \
+    OZMU_FRAME_ENTRY(read_u16_low10)                                                               \
+    OZMU_FRAME_ENTRY(read_u16_high10)                                                              \
+    OZMU_FRAME_ENTRY(read_pairs_u8)                                                                \
+    OZMU_FRAME_ENTRY(read_pairs_u16_high10)                                                        \
+    OZMU_FRAME_ENTRY(read_packed)                                                                  \
+    OZMU_FRAME_ENTRY(vertical_accumulate)                                                          \
+    OZMU_FRAME_ENTRY(vertical_round)                                                               \
+    OZMU_FRAME_ENTRY(horizontal)                                                                   \
+    OZMU_FRAME_ENTRY(store_u8)                                                                     \
+    OZMU_FRAME_ENTRY(rgb_to_y)                                                                     \
+    OZMU_FRAME_ENTRY(rgb_to_uv)                                                                    \
+    OZMU_FRAME_PACKED_LIST(OZMU_FRAME_PACKED_ENTRY)
+
+struct Table {
+#define OZMU_FRAME_ENTRY(name) decltype(&ref::name) name;
+    OZMU_FRAME_ENTRIES
+#undef OZMU_FRAME_ENTRY
+};
+
+// The table for a set of tiers (0: the reference); table() is the one for cpu::active().
+Table table_for(unsigned tiers);
+const Table &table();
+
+// ozmu_convert through a given table (the tests run every tier's table through it).
+int convert(const Table &table, const ozmu_frame *src, const ozmu_frame *dst,
+            const ozmu_convert_opts *opts);
+
+// Coefficients of one matrix and range, as the driver and the tests use them.
+YuvToRgb yuv_to_rgb_coefficients(int matrix, int full_range);
+RgbToYuv rgb_to_yuv_coefficients(int matrix, int full_range);
+
+// Clamps to 0 .. 255 (vector versions saturate the same way).
+constexpr uint8_t clamp_u8(int32_t v)
+{
+    return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v);
+}
+
+}  // namespace ozmu::frame
