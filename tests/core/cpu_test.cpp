@@ -36,6 +36,10 @@ std::string name_of(const ::testing::TestParamInfo<unsigned> &info)
 
 INSTANTIATE_TEST_SUITE_P(cpu, Tier, ::testing::ValuesIn(ozmu::test::arch_tiers()), name_of);
 
+#if OZMU_HAVE_X86_TIERS
+// A fresh process re-executes this program, which an emulated cross build cannot do: x86-64 only,
+// where there is a choice to make.
+
 // Runs `body` in a new process that has called nothing in the library yet.
 template <class Body>
 void in_fresh_process(Body body)
@@ -75,7 +79,6 @@ TEST(CpuChoice, ConcurrentFirstUseSeesOneChoice)
     });
 }
 
-#if OZMU_HAVE_X86_TIERS
 constexpr unsigned kAboveBaseline = OZMU_CPU_AVX2 | OZMU_CPU_AVX512;
 
 TEST(CpuChoice, DisablingATierDisablesEveryTierAbove)
