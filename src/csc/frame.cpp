@@ -21,8 +21,18 @@ constexpr Table kReferenceTable = {
 
 Table table_for(unsigned tiers)
 {
-    // No vector versions yet: each tier's installer joins this list.
-    static constexpr TierInstaller<Table> kInstallers[] = {{0, nullptr}};
+    // Each tier's installer, lowest first.
+    static constexpr TierInstaller<Table> kInstallers[] = {
+#if OZMU_HAVE_X86_TIERS
+        {cpu::kSsse3, ssse3::install_frame},
+        {cpu::kAvx2, avx2::install_frame},
+        {cpu::kAvx512, avx512::install_frame},
+#endif
+#if OZMU_HAVE_NEON
+        {cpu::kNeon, neon::install_frame},
+#endif
+        {0, nullptr}
+    };
     return build_table(kReferenceTable, tiers, kInstallers);
 }
 

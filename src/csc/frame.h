@@ -152,3 +152,21 @@ constexpr uint8_t clamp_u8(int32_t v)
 }
 
 }  // namespace ozmu::frame
+
+#if OZMU_HAVE_X86_TIERS
+namespace ozmu::ssse3 {
+void install_frame(frame::Table &);
+}
+namespace ozmu::avx2 {
+void install_frame(frame::Table &);
+}
+namespace ozmu::avx512 {
+void install_frame(frame::Table &);
+}
+#endif
+
+#if OZMU_HAVE_NEON
+namespace ozmu::neon {
+void install_frame(frame::Table &);
+}
+#endif

@@ -637,8 +637,33 @@ TEST(Frame, FusedRowsEqualTheStagedDefinition)
               convert_with(staged, c565, false, 0, 0, 2));
 }
 
+// A 4:2:0 source of odd height to a packed destination through the fused rows: random samples
+// (pattern 0, BT.709 limited), only 0 and 255 (1, BT.2020 limited: the largest coefficients) or a
+// mix of both (2, BT.601 full range), so every clamp is reached; strides negative by width.
+std::vector<uint8_t> fused_with(const ozmu::frame::Table &t, int sf, int df, int w, int mode,
+                                int pattern)
+{
+    Rng rng(20 + pattern);
+    TestFrame src(sf, w, 5, 3, (w & 1) != 0), dst(df, w, 5, 5, (w & 2) != 0);
+    src.fill(rng);
+    for (int p = 0; pattern != 0 && p < src.planes(); ++p)
+        for (int y = 0; y < src.rows(p); ++y)
+            for (size_t x = 0; x < src.row_bytes(p); ++x) {
+                const int r = rng.range(0, pattern);
+                src.row(p, y)[x] = r == 0 ? 0 : r == 1 ? 255 : src.row(p, y)[x];
+            }
+    const auto o = options((pattern + 1) % 3, pattern == 2, pattern == 2, mode & 1, mode >> 1);
+    EXPECT_EQ(ozmu::frame::convert(t, &src.frame(), &dst.frame(), &o), OZMU_OK);
+    EXPECT_TRUE(dst.margins_intact());
+    std::vector<uint8_t> rows;
+    for (int y = 0; y < dst.rows(0); ++y)
+        rows.insert(rows.end(), dst.row(0, y), dst.row(0, y) + dst.row_bytes(0));
+    return rows;
+}
+
 // Each tier's table gives the reference's bytes through the whole driver, every width 1 .. 33
-// (vector bodies and tails) and the cases above; a tier that changes nothing is skipped.
+// (vector bodies and tails), the cases above and the fused rows below; a tier that changes nothing
+// is skipped.
 TEST(Frame, EveryTierMatchesTheReference)
 {
     const auto ref = ozmu::frame::table_for(0);
@@ -663,6 +688,21 @@ TEST(Frame, EveryTierMatchesTheReference)
                 EXPECT_EQ(convert_with(t, wide, true), convert_with(ref, wide, true))
                     << ozmu::cpu::tier_name(tier) << " width " << w;
             }
+        // The fused 4:2:0 rows: every layout, chroma mode and siting, each width up to two
+        // 32-pixel steps and one more, and a 1080p line.
+        for (int sf : {OZMU_PIX_I420, OZMU_PIX_YV12, OZMU_PIX_NV12, OZMU_PIX_NV21})
+            for (int df : {OZMU_PIX_RGBA, OZMU_PIX_BGRA, OZMU_PIX_ARGB})
+                for (int w = 1; w <= 66; ++w)
+                    for (int mode = 0; mode < 4; ++mode)
+                        for (int pattern = 0; pattern < 3; ++pattern) {
+                            if (w <= 65 && pattern != (w + mode) % 3)
+                                continue;
+                            const int width = w <= 65 ? w : 1920;
+                            EXPECT_EQ(fused_with(t, sf, df, width, mode, pattern),
+                                      fused_with(ref, sf, df, width, mode, pattern))
+                                << ozmu::cpu::tier_name(tier) << " " << sf << "->" << df
+                                << " width " << width << " mode " << mode << " pattern " << pattern;
+                        }
     }
     if (compared == 0)
         GTEST_SKIP() << "no tier on this CPU has frame kernels of its own";

@@ -1,0 +1,154 @@
+// Frame conversion (ozmu_convert) of a 1080p 4:2:0 picture to RGBA, BT.709 limited range, fast
+// chroma mode, against libyuv doing the same job in the same process (I420ToABGR and NV12ToABGR
+// with libyuv's BT.709 constants). Each iteration times ours, then the peer, back to back; items
+// are pixels; vs_libyuv is the peer's total time over ours and best_libyuv its best run over our
+// best (above 1 = ours faster); maxdiff_libyuv the largest channel difference, measured once.
+// Runs once through the exported function and once per x86-64 tier this CPU has (.../ssse3,
+// .../avx2: the family table with that tier and every tier below it; .../sse2 is the reference).
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "csc/frame.h"
+#include "ozmu.h"
+
+#ifdef OZMU_BENCH_HAVE_LIBYUV
+#include <libyuv.h>
+#endif
+
+namespace {
+
+constexpr int kW = 1920, kH = 1080;
+
+struct Picture {
+    explicit Picture(int format) : rgba(size_t(kW) * kH * 4), y(size_t(kW) * kH)
+    {
+        const size_t chroma = size_t(kW / 2) * (kH / 2);
+        u.resize(format == OZMU_PIX_NV12 ? 2 * chroma : chroma);
+        v.resize(chroma);
+        uint32_t seed = 12345;
+        const auto fill = [&](std::vector<uint8_t> &plane, int w, int phase) {
+            for (size_t i = 0; i < plane.size(); ++i) {
+                seed = seed * 1664525u + 1013904223u;
+                const int x = int(i % size_t(w)), row = int(i / size_t(w));
+                const int ramp = ((x + phase * 311) * 255 / w + row * 255 / kH) / 2;
+                plane[i] = uint8_t(std::clamp(ramp + int(seed >> 28) - 8, 0, 255));
+            }
+        };
+        fill(y, kW, 0);
+        fill(u, format == OZMU_PIX_NV12 ? kW : kW / 2, 1);
+        fill(v, kW / 2, 2);
+        src = {};
+        src.format = format;
+        src.width = kW;
+        src.height = kH;
+        src.plane[0] = y.data();
+        src.stride[0] = kW;
+        src.plane[1] = u.data();
+        src.stride[1] = format == OZMU_PIX_NV12 ? kW : kW / 2;
+        if (format != OZMU_PIX_NV12) {
+            src.plane[2] = v.data();
+            src.stride[2] = kW / 2;
+        }
+        dst = {};
+        dst.format = OZMU_PIX_RGBA;
+        dst.width = kW;
+        dst.height = kH;
+        dst.plane[0] = rgba.data();
+        dst.stride[0] = 4 * kW;
+        ozmu_convert_opts_init(&opts);
+        opts.matrix = OZMU_MATRIX_BT709;
+        opts.src_range = OZMU_RANGE_LIMITED;
+        opts.chroma = OZMU_CHROMA_FAST;
+    }
+    std::vector<uint8_t> rgba, y, u, v;
+    ozmu_frame src, dst;
+    ozmu_convert_opts opts;
+};
+
+// table == nullptr: the exported ozmu_convert.
+void BM_frame_to_rgba(benchmark::State &state, int format, const ozmu::frame::Table *table)
+{
+    using Clock = std::chrono::steady_clock;
+    Picture p(format);
+    const auto ours = [&] {
+        const int rc = table != nullptr ? ozmu::frame::convert(*table, &p.src, &p.dst, &p.opts)
+                                        : ozmu_convert(&p.src, &p.dst, &p.opts);
+        if (rc != OZMU_OK)
+            std::abort();
+    };
+#ifdef OZMU_BENCH_HAVE_LIBYUV
+    std::vector<uint8_t> theirs(p.rgba.size());
+    const auto peer = [&] {
+        using namespace libyuv;
+        if (format == OZMU_PIX_NV12)
+            NV12ToABGRMatrix(p.y.data(), kW, p.u.data(), kW, theirs.data(), 4 * kW,
+                             &kYuvH709Constants, kW, kH);
+        else  // I420ToABGR with BT.709: the ARGB routine with U and V swapped, as libyuv does
+            I420ToARGBMatrix(p.y.data(), kW, p.v.data(), kW / 2, p.u.data(), kW / 2, theirs.data(),
+                             4 * kW, &kYvuH709Constants, kW, kH);
+    };
+    ours();
+    peer();
+    int worst = 0;
+    for (size_t i = 0; i < theirs.size(); ++i)
+        worst = std::max(worst, std::abs(theirs[i] - p.rgba[i]));
+    state.counters["maxdiff_libyuv"] = worst;
+#endif
+    double ours_s = 0, ours_best = 1e30, peer_s = 0, peer_best = 1e30;
+    for (auto _ : state) {
+        auto t0 = Clock::now();
+        ours();
+        benchmark::ClobberMemory();
+        auto t1 = Clock::now();
+        const double ours_iter = std::chrono::duration<double>(t1 - t0).count();
+        ours_s += ours_iter;
+        ours_best = std::min(ours_best, ours_iter);
+#ifdef OZMU_BENCH_HAVE_LIBYUV
+        t0 = Clock::now();
+        peer();
+        benchmark::ClobberMemory();
+        t1 = Clock::now();
+        const double peer_iter = std::chrono::duration<double>(t1 - t0).count();
+        peer_s += peer_iter;
+        peer_best = std::min(peer_best, peer_iter);
+#endif
+        state.SetIterationTime(ours_iter);
+    }
+    state.SetItemsProcessed(state.iterations() * int64_t{kW} * kH);
+    if (peer_s > 0) {
+        state.counters["vs_libyuv"] = peer_s / ours_s;
+        state.counters["best_libyuv"] = peer_best / ours_best;
+    }
+}
+
+const bool kFrameRegistered = [] {
+    for (int format : {OZMU_PIX_I420, OZMU_PIX_NV12}) {
+        const std::string name =
+            format == OZMU_PIX_I420 ? "BM_frame_i420_to_rgba" : "BM_frame_nv12_to_rgba";
+        benchmark::RegisterBenchmark(name.c_str(), BM_frame_to_rgba, format, nullptr)
+            ->UseManualTime();
+#if OZMU_HAVE_X86_TIERS
+        unsigned tiers = 0;
+        for (unsigned tier : ozmu::cpu::kX86Tiers) {
+            if ((ozmu::cpu::detected() & tier) == 0)
+                break;
+            tiers |= tier;
+            static std::vector<ozmu::frame::Table> tables;  // one per tier, kept for the run
+            tables.reserve(8);
+            tables.push_back(ozmu::frame::table_for(tiers));
+            benchmark::RegisterBenchmark((name + "/" + ozmu::cpu::tier_name(tier)).c_str(),
+                                         BM_frame_to_rgba, format, &tables.back())
+                ->UseManualTime();
+        }
+#endif
+    }
+    return true;
+}();
+
+}  // namespace
