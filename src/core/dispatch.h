@@ -12,6 +12,7 @@
 // the lowest up, each overwriting the entries it has a version of. Tests build the table for any
 // tier set and compare every entry a tier changed with the reference.
 #pragma once
+#include <atomic>
 #include <cstddef>
 
 #if defined(__aarch64__) && defined(__ARM_NEON)
@@ -82,5 +83,27 @@ Table build_table(const Table &reference, unsigned tiers,
             step.install(table);
     return table;
 }
+
+// A family's table built once, at first use, from the tiers in use. Each call costs one acquire
+// load and test; the guarded first build stays out of line, so the exported functions that
+// inline get() keep no frame of their own.
+template <class Table, Table (*build)(unsigned)>
+class ActiveTable {
+public:
+    static const Table &get()
+    {
+        const Table *t = published_.load(std::memory_order_acquire);
+        return *(t != nullptr ? t : first());
+    }
+
+private:
+    [[gnu::cold, gnu::noinline]] static const Table *first()
+    {
+        static const Table table = build(cpu::active());
+        published_.store(&table, std::memory_order_release);
+        return &table;
+    }
+    static inline std::atomic<const Table *> published_{nullptr};
+};
 
 }  // namespace ozmu

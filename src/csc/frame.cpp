@@ -2,7 +2,6 @@
 // table. Nothing here touches a pixel except through the table's kernels.
 #include "csc/frame.h"
 
-#include <atomic>
 #include <cstdlib>
 #include <cstring>
 
@@ -36,24 +35,7 @@ Table table_for(unsigned tiers)
     return build_table(kReferenceTable, tiers, kInstallers);
 }
 
-namespace {
-
-std::atomic<const Table *> active_table{nullptr};
-
-[[gnu::cold, gnu::noinline]] const Table *first_table()
-{
-    static const Table t = table_for(cpu::active());
-    active_table.store(&t, std::memory_order_release);
-    return &t;
-}
-
-}  // namespace
-
-const Table &table()
-{
-    const Table *t = active_table.load(std::memory_order_acquire);
-    return *(t != nullptr ? t : first_table());
-}
+const Table &table() { return ActiveTable<Table, table_for>::get(); }
 
 // Q13 (to RGB) and Q15 (to YUV) coefficients, rounded half up from the matrices' definitions;
 // the to-YUV chroma rows sum to exactly 0 so grey stays neutral, and Y's row sums to 219/255

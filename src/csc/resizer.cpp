@@ -543,11 +543,7 @@ Table table_for(unsigned tiers)
     return build_table(kReferenceTable, tiers, kInstallers);
 }
 
-const Table &table()
-{
-    static const Table t = table_for(cpu::active());
-    return t;
-}
+const Table &table() { return ActiveTable<Table, table_for>::get(); }
 
 int irsz8b(Handle *h, const void *src, int y0, int rows)
 {

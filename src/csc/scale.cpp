@@ -158,11 +158,7 @@ ScaleTable scale_table_for(unsigned tiers)
 #endif
 }
 
-const ScaleTable &scale_table()
-{
-    static const ScaleTable table = scale_table_for(cpu::active());
-    return table;
-}
+const ScaleTable &scale_table() { return ActiveTable<ScaleTable, scale_table_for>::get(); }
 
 }  // namespace ozmu::csc
 

@@ -131,11 +131,7 @@ VectorTable vector_table_for(unsigned tiers)
 #endif
 }
 
-const VectorTable &vector_table()
-{
-    static const VectorTable table = vector_table_for(cpu::active());
-    return table;
-}
+const VectorTable &vector_table() { return ActiveTable<VectorTable, vector_table_for>::get(); }
 
 }  // namespace ozmu::csc
 

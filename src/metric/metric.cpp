@@ -2,7 +2,6 @@
 // shapes always run the reference. Alias names share the address of the routine they repeat.
 #include "metric/metric.h"
 
-#include <atomic>
 
 #include "ozmu.h"
 
@@ -33,26 +32,7 @@ Table table_for(unsigned tiers)
     return build_table(kReferenceTable, tiers, kInstallers);
 }
 
-namespace {
-
-std::atomic<const Table *> active_table{nullptr};
-
-[[gnu::cold, gnu::noinline]] const Table *first_table()
-{
-    static const Table t = table_for(cpu::active());
-    active_table.store(&t, std::memory_order_release);
-    return &t;
-}
-
-}  // namespace
-
-// The exported functions inline this: one load and test before the indirect tail jump, the
-// guarded first build out of line.
-const Table &table()
-{
-    const Table *t = active_table.load(std::memory_order_acquire);
-    return *(t != nullptr ? t : first_table());
-}
+const Table &table() { return ActiveTable<Table, table_for>::get(); }
 
 }  // namespace ozmu::metric
 
