@@ -6,7 +6,8 @@
 // flags; everything such a file defines stays inside its own ISA namespace, so no inline helper
 // compiled for a higher tier can be picked by the linker for baseline code.
 //
-// AArch64: the exported function calls ozmu::neon directly (no indirection).
+// AArch64: the exported function calls ozmu::neon directly (no indirection); the frame
+// conversion, which calls a kernel per row, goes through its table there too.
 // x86-64: each family keeps a table of function pointers (a plain struct, one member per kernel),
 // built once from the tiers in use: the reference entries first, then each tier's installer from
 // the lowest up, each overwriting the entries it has a version of. Tests build the table for any
