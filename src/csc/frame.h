@@ -27,8 +27,9 @@
 
 namespace ozmu::frame {
 
-inline constexpr int kWorkShift8 = 6;  // working scale = 8-bit code << 6
-inline constexpr int kQ = 14;          // filter weights sum to 1 << kQ
+inline constexpr int kWorkShift8 = 6;               // working scale = 8-bit code << 6
+inline constexpr int kRgbShift = 13 + kWorkShift8;  // Q13 coefficients on the working scale
+inline constexpr int kQ = 14;                       // filter weights sum to 1 << kQ
 inline constexpr int kMaxSize = 16384;
 
 // Taps of one resampling axis: output i reads count(i) consecutive inputs from begin[i] with
@@ -146,7 +147,7 @@ YuvToRgb yuv_to_rgb_coefficients(int matrix, int full_range);
 RgbToYuv rgb_to_yuv_coefficients(int matrix, int full_range);
 
 // Clamps to 0 .. 255 (vector versions saturate the same way).
-constexpr uint8_t clamp_u8(int32_t v)
+OZMU_SHARED_INLINE constexpr uint8_t clamp_u8(int32_t v)
 {
     return static_cast<uint8_t>(v < 0 ? 0 : v > 255 ? 255 : v);
 }

@@ -25,7 +25,7 @@ struct Rgb8 {
 inline Rgb8 yuv_pixel(int16_t y, int16_t u, int16_t v, const YuvToRgb &m)
 {
     constexpr int32_t kMid = 128 << frame::kWorkShift8;
-    constexpr int kShift = 13 + frame::kWorkShift8;
+    constexpr int kShift = frame::kRgbShift;
     const int32_t yy = m.cy * (y - m.y_offset) + (1 << (kShift - 1));
     const int32_t uu = u - kMid, vv = v - kMid;
     return {clamp_u8((yy + m.crv * vv) >> kShift),

@@ -14,8 +14,7 @@ namespace ozmu::avx2 {
 namespace {
 
 constexpr int kPixels = 16;
-constexpr int kShift = 19;
-constexpr bool kFastPairs = true;  // (yy + chroma terms) >> 19, yy holding the 1 << 18
+constexpr int kShift = frame::kRgbShift;  // (yy + chroma terms) >> 19, yy holding the 1 << 18
 
 struct Consts {
     __m256i y_offset, y_coef, r_coef, g_coef, b_coef;
@@ -78,7 +77,7 @@ inline void pixels(const uint8_t *y, const __m128i *u_in, const __m128i *v_in, c
                                  dst);
 }
 
-// Declared by frame_x86.inc (kFastPairs): fast mode with row weights 4, 0, chroma of row 0 only.
+// Declared by frame_x86.inc: fast mode with row weights 4, 0, chroma of row 0 only.
 template <int C0, int C1, int C2, int C3, int Step>
 void pixels_fast(const uint8_t *y, const uint8_t *u, const uint8_t *v, ptrdiff_t k0,
                  const Consts &k, uint8_t *dst);

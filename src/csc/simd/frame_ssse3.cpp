@@ -14,8 +14,7 @@ namespace ozmu::ssse3 {
 namespace {
 
 constexpr int kPixels = 16;
-constexpr int kShift = 19;
-constexpr bool kFastPairs = true;  // (yy + chroma terms) >> 19, yy holding the 1 << 18
+constexpr int kShift = frame::kRgbShift;  // (yy + chroma terms) >> 19, yy holding the 1 << 18
 
 struct Consts {
     __m128i y_offset, y_coef, r_coef, g_coef, b_coef;
@@ -86,7 +85,7 @@ inline void pixels(const uint8_t *y, const __m128i *u, const __m128i *v, const C
     pixels_pairs<C0, C1, C2, C3>(y, uv, k, dst);
 }
 
-// Declared by frame_x86.inc (kFastPairs): fast mode with row weights 4, 0, chroma of row 0 only.
+// Declared by frame_x86.inc: fast mode with row weights 4, 0, chroma of row 0 only.
 template <int C0, int C1, int C2, int C3, int Step>
 void pixels_fast(const uint8_t *y, const uint8_t *u, const uint8_t *v, ptrdiff_t k0,
                  const Consts &k, uint8_t *dst);
