@@ -15,18 +15,7 @@
 namespace ozmu::avx2 {
 namespace {
 
-__m256i load256(const void *p) { return _mm256_loadu_si256(static_cast<const __m256i *>(p)); }
-__m128i load128(const void *p) { return _mm_loadu_si128(static_cast<const __m128i *>(p)); }
-__m128i load64(const void *p) { return _mm_loadl_epi64(static_cast<const __m128i *>(p)); }
-__m128i load32(const void *p)
-{
-    int32_t v;
-    std::memcpy(&v, p, 4);
-    return _mm_cvtsi32_si128(v);
-}
-void store256(int16_t *p, __m256i v) { _mm256_storeu_si256(reinterpret_cast<__m256i *>(p), v); }
-void store128(int16_t *p, __m128i v) { _mm_storeu_si128(reinterpret_cast<__m128i *>(p), v); }
-void store64(int16_t *p, __m128i v) { _mm_storel_epi64(reinterpret_cast<__m128i *>(p), v); }
+#include "metric/simd/metric_x86.inc"
 
 // 16 samples widened to 16 bits.
 __m256i wide16(const uint8_t *p) { return _mm256_cvtepu8_epi16(load128(p)); }

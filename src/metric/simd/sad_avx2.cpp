@@ -11,26 +11,16 @@
 #include <immintrin.h>
 
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 
 #include "metric/metric.h"
 
 namespace ozmu::avx2 {
 namespace {
 
-__m128i load128(const void *p) { return _mm_loadu_si128(static_cast<const __m128i *>(p)); }
-__m256i load256(const void *p) { return _mm256_loadu_si256(static_cast<const __m256i *>(p)); }
-__m128i load64(const void *p) { return _mm_loadl_epi64(static_cast<const __m128i *>(p)); }
+#include "metric/simd/metric_x86.inc"
 
-uint32_t sum32(__m128i v)
-{
-    v = _mm_add_epi32(v, _mm_shuffle_epi32(v, _MM_SHUFFLE(1, 0, 3, 2)));
-    v = _mm_add_epi32(v, _mm_shuffle_epi32(v, _MM_SHUFFLE(2, 3, 0, 1)));
-    return static_cast<uint32_t>(_mm_cvtsi128_si32(v));
-}
-uint32_t sum32(__m256i v)
-{
-    return sum32(_mm_add_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
-}
 uint32_t sum64(__m128i v)
 {
     return static_cast<uint32_t>(_mm_cvtsi128_si32(_mm_add_epi64(v, _mm_srli_si128(v, 8))));

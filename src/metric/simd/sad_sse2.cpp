@@ -11,14 +11,7 @@
 namespace ozmu::sse2 {
 namespace {
 
-__m128i load16(const uint8_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
-__m128i load8(const uint8_t *p) { return _mm_loadl_epi64(reinterpret_cast<const __m128i *>(p)); }
-__m128i load4(const uint8_t *p)
-{
-    int32_t v;
-    std::memcpy(&v, p, 4);
-    return _mm_cvtsi32_si128(v);
-}
+#include "metric/simd/metric_x86.inc"
 
 int total(__m128i sums) { return _mm_cvtsi128_si32(_mm_add_epi64(sums, _mm_srli_si128(sums, 8))); }
 
@@ -29,20 +22,20 @@ int sad_block(const uint8_t *a, const uint8_t *b, int stride_a, int stride_b)
     __m128i sums = _mm_setzero_si128();
     if constexpr (W == 4) {
         for (int y = 0; y < H; y += 2, a += 2 * sa, b += 2 * sb) {
-            const __m128i ra = _mm_unpacklo_epi32(load4(a), load4(a + sa));
-            const __m128i rb = _mm_unpacklo_epi32(load4(b), load4(b + sb));
+            const __m128i ra = _mm_unpacklo_epi32(load32(a), load32(a + sa));
+            const __m128i rb = _mm_unpacklo_epi32(load32(b), load32(b + sb));
             sums = _mm_add_epi64(sums, _mm_sad_epu8(ra, rb));
         }
     } else if constexpr (W == 8) {
         for (int y = 0; y < H; y += 2, a += 2 * sa, b += 2 * sb) {
-            const __m128i ra = _mm_unpacklo_epi64(load8(a), load8(a + sa));
-            const __m128i rb = _mm_unpacklo_epi64(load8(b), load8(b + sb));
+            const __m128i ra = _mm_unpacklo_epi64(load64(a), load64(a + sa));
+            const __m128i rb = _mm_unpacklo_epi64(load64(b), load64(b + sb));
             sums = _mm_add_epi64(sums, _mm_sad_epu8(ra, rb));
         }
     } else {
         for (int y = 0; y < H; ++y, a += sa, b += sb)
             for (int x = 0; x < W; x += 16)
-                sums = _mm_add_epi64(sums, _mm_sad_epu8(load16(a + x), load16(b + x)));
+                sums = _mm_add_epi64(sums, _mm_sad_epu8(load128(a + x), load128(b + x)));
     }
     return total(sums);
 }
@@ -64,9 +57,9 @@ int sad(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a, int stri
     for (int y = 0; y < h; ++y, a += stride_a, b += stride_b) {
         int x = 0;
         for (; x + 16 <= w; x += 16)
-            sums = _mm_add_epi64(sums, _mm_sad_epu8(load16(a + x), load16(b + x)));
+            sums = _mm_add_epi64(sums, _mm_sad_epu8(load128(a + x), load128(b + x)));
         if (x + 8 <= w) {
-            sums = _mm_add_epi64(sums, _mm_sad_epu8(load8(a + x), load8(b + x)));
+            sums = _mm_add_epi64(sums, _mm_sad_epu8(load64(a + x), load64(b + x)));
             x += 8;
         }
         for (; x < w; ++x)
@@ -105,15 +98,15 @@ struct Sad16Lanes {
 };
 
 __m128i widen8(const int16_t *p) { return _mm_loadu_si128(reinterpret_cast<const __m128i *>(p)); }
-__m128i widen8(const uint8_t *p) { return _mm_unpacklo_epi8(load8(p), _mm_setzero_si128()); }
+__m128i widen8(const uint8_t *p) { return _mm_unpacklo_epi8(load64(p), _mm_setzero_si128()); }
 __m128i widen4x2(const int16_t *p, ptrdiff_t s)
 {
-    return _mm_unpacklo_epi64(load8(reinterpret_cast<const uint8_t *>(p)),
-                              load8(reinterpret_cast<const uint8_t *>(p + s)));
+    return _mm_unpacklo_epi64(load64(reinterpret_cast<const uint8_t *>(p)),
+                              load64(reinterpret_cast<const uint8_t *>(p + s)));
 }
 __m128i widen4x2(const uint8_t *p, ptrdiff_t s)
 {
-    return _mm_unpacklo_epi8(_mm_unpacklo_epi32(load4(p), load4(p + s)), _mm_setzero_si128());
+    return _mm_unpacklo_epi8(_mm_unpacklo_epi32(load32(p), load32(p + s)), _mm_setzero_si128());
 }
 
 template <int W, int H, class B>
@@ -141,7 +134,7 @@ int ssd_u8(int w, int h, const uint8_t *a, const uint8_t *b, int stride_a, int s
     for (int y = 0; y < h; ++y, a += stride_a, b += stride_b) {
         int x = 0;
         for (; x + 16 <= w; x += 16) {
-            const __m128i va = load16(a + x), vb = load16(b + x);
+            const __m128i va = load128(a + x), vb = load128(b + x);
             const __m128i lo =
                 _mm_sub_epi16(_mm_unpacklo_epi8(va, zero), _mm_unpacklo_epi8(vb, zero));
             const __m128i hi =

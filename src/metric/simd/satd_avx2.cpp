@@ -14,25 +14,7 @@
 namespace ozmu::avx2 {
 namespace {
 
-__m128i load128(const void *p) { return _mm_loadu_si128(static_cast<const __m128i *>(p)); }
-__m128i load64(const void *p) { return _mm_loadl_epi64(static_cast<const __m128i *>(p)); }
-__m128i load32(const void *p)
-{
-    int32_t v;
-    std::memcpy(&v, p, 4);
-    return _mm_cvtsi32_si128(v);
-}
-
-uint32_t sum32(__m128i v)
-{
-    v = _mm_add_epi32(v, _mm_shuffle_epi32(v, _MM_SHUFFLE(1, 0, 3, 2)));
-    v = _mm_add_epi32(v, _mm_shuffle_epi32(v, _MM_SHUFFLE(2, 3, 0, 1)));
-    return static_cast<uint32_t>(_mm_cvtsi128_si32(v));
-}
-uint32_t sum32(__m256i v)
-{
-    return sum32(_mm_add_epi32(_mm256_castsi256_si128(v), _mm256_extracti128_si256(v, 1)));
-}
+#include "metric/simd/metric_x86.inc"
 
 // Lane operations for both register widths, so one transform serves 128 and 256 bits.
 __m128i add16(__m128i x, __m128i y) { return _mm_add_epi16(x, y); }

@@ -15,20 +15,7 @@
 namespace ozmu::ssse3 {
 namespace {
 
-__m128i load64(const void *p) { return _mm_loadl_epi64(static_cast<const __m128i *>(p)); }
-__m128i load32(const void *p)
-{
-    int32_t v;
-    std::memcpy(&v, p, 4);
-    return _mm_cvtsi32_si128(v);
-}
-
-uint32_t sum32(__m128i v)
-{
-    v = _mm_add_epi32(v, _mm_shuffle_epi32(v, _MM_SHUFFLE(1, 0, 3, 2)));
-    v = _mm_add_epi32(v, _mm_shuffle_epi32(v, _MM_SHUFFLE(2, 3, 0, 1)));
-    return static_cast<uint32_t>(_mm_cvtsi128_si32(v));
-}
+#include "metric/simd/metric_x86.inc"
 
 // ---- 32-bit lanes: one tile, row i in x_i ----
 
