@@ -12,7 +12,8 @@ ozmu_need_packages() {
   $sudo apt-get update -qq
   DEBIAN_FRONTEND=noninteractive $sudo apt-get install -y -qq --no-install-recommends "${missing[@]}"
 }
-OZMU_HOST_PACKAGES=(cmake ninja-build g++ make pkg-config libgtest-dev googletest libbenchmark-dev)
+OZMU_HOST_PACKAGES=(cmake ninja-build g++ make pkg-config libgtest-dev googletest libbenchmark-dev
+                    libpng-dev)
 OZMU_CROSS_PACKAGES=(g++-aarch64-linux-gnu qemu-user)
 # Peers the host benchmarks compare with; the library and its tests never use them.
 OZMU_BENCH_PACKAGES=(libyuv-dev libswscale-dev libavutil-dev libssl-dev)
