@@ -104,25 +104,32 @@ TEST_P(Tool, Runs)
     std::fclose(io.err);
 
     EXPECT_EQ(status, c.exit_status) << "stderr: " << err;
-    if (c.stdout_file)
+    if (c.stdout_file) {
         EXPECT_EQ(out, slurp(expand(c.stdout_file, tmp.string())));
-    if (c.stdout_contains)
+    }
+    if (c.stdout_contains) {
         EXPECT_NE(out.find(c.stdout_contains), std::string::npos) << out;
-    if (c.stderr_contains)
+    }
+    if (c.stderr_contains) {
         EXPECT_NE(err.find(c.stderr_contains), std::string::npos) << err;
+    }
     if (c.written) {
         const std::string path = expand(c.written, tmp.string());
         ASSERT_TRUE(fs::exists(path)) << path;
-        if (c.written_equals)
+        if (c.written_equals) {
             EXPECT_EQ(slurp(path), slurp(expand(c.written_equals, tmp.string())));
+        }
     }
-    if (c.not_written)
+    if (c.not_written) {
         EXPECT_FALSE(fs::exists(expand(c.not_written, tmp.string())));
+    }
     if (!HasFailure())
         fs::remove_all(tmp);
 }
 
 INSTANTIATE_TEST_SUITE_P(Ozmu, Tool, testing::ValuesIn(kCases),
-                         [](const testing::TestParamInfo<Case> &info) { return info.param.name; });
+                         [](const testing::TestParamInfo<Case> &param) {
+                             return param.param.name;
+                         });
 
 }  // namespace
