@@ -37,15 +37,15 @@ Table table_for(unsigned tiers)
 
 const Table &table() { return ActiveTable<Table, table_for>::get(); }
 
-// Q13 (to RGB) and Q15 (to YUV) coefficients, rounded half up from the matrices' definitions;
+// To RGB: luma in Q14, chroma in Q13; to YUV: Q15; rounded half up from the matrices' definitions;
 // the to-YUV chroma rows sum to exactly 0 so grey stays neutral, and Y's row sums to 219/255
 // (limited) or 1 (full) of 2^15.
 YuvToRgb yuv_to_rgb_coefficients(int matrix, int full_range)
 {
     static constexpr YuvToRgb kTable[3][2] = {
-        {{1024, 9539, 13075, 3209, 6660, 16525}, {0, 8192, 11485, 2819, 5850, 14516}},
-        {{1024, 9539, 14686, 1747, 4366, 17305}, {0, 8192, 12901, 1535, 3835, 15201}},
-        {{1024, 9539, 13752, 1535, 5328, 17545}, {0, 8192, 12080, 1348, 4681, 15412}},
+        {{1024, 19077, 13075, 3209, 6660, 16525}, {0, 16384, 11485, 2819, 5850, 14516}},
+        {{1024, 19077, 14686, 1747, 4366, 17305}, {0, 16384, 12901, 1535, 3835, 15201}},
+        {{1024, 19077, 13752, 1535, 5328, 17545}, {0, 16384, 12080, 1348, 4681, 15412}},
     };
     return kTable[matrix][full_range != 0];
 }

@@ -28,7 +28,7 @@
 namespace ozmu::frame {
 
 inline constexpr int kWorkShift8 = 6;               // working scale = 8-bit code << 6
-inline constexpr int kRgbShift = 13 + kWorkShift8;  // Q13 coefficients on the working scale
+inline constexpr int kRgbShift = 5;  // YUV to RGB terms are in 1/32 of an 8-bit code
 inline constexpr int kQ = 14;                       // filter weights sum to 1 << kQ
 inline constexpr int kMaxSize = 16384;
 
@@ -46,12 +46,22 @@ struct PackedLayout {
     int bytes, r, g, b, a;
 };
 
-// YUV (working scale) to 8-bit RGB: R = (cy * (Y - y_offset) + crv * (V - mid) + 2^18) >> 19,
-// coefficients in Q13 of 8-bit codes, mid = 128 << 6.
+// YUV (working scale) to 8-bit RGB, every product a rounded 16 x 16 -> high-16 multiply
+// (mul_round15, one instruction on NEON and SSSE3) so that vector code stays in 16-bit lanes:
+//   Y' = mul_round15(Y - y_offset, cy)            cy in Q14
+//   R  = (Y' + mul_round15(2 (V - mid), crv) + 16) >> 5, clamped; mid = 128 << 6
+//   G  = (Y' - mul_round15(2 (U - mid), cgu) - mul_round15(2 (V - mid), cgv) + 16) >> 5
+//   B  = (Y' + mul_round15(2 (U - mid), cbu) + 16) >> 5
+// chroma coefficients in Q13 (the doubled chroma keeps BT.2020's 2.14 within 16 bits). Each term
+// is within 1/64 of a code of its exact value and every sum fits 16 bits.
 struct YuvToRgb {
     int16_t y_offset;
     int16_t cy, crv, cgu, cgv, cbu;
 };
+
+// (a b + 2^14) >> 15: NEON's sqrdmulh and SSSE3's pmulhrsw (no operand here is ever -32768
+// twice, where they saturate).
+OZMU_SHARED_INLINE constexpr int mul_round15(int a, int b) { return (a * b + (1 << 14)) >> 15; }
 
 // 8-bit RGB to 8-bit YUV, coefficients in Q15: Y = (yr R + yg G + yb B + (y_offset << 15) + 2^14)
 // >> 15; chroma from sums of weight 8 with one shift of 18.

@@ -24,13 +24,15 @@ struct Rgb8 {
 
 inline Rgb8 yuv_pixel(int16_t y, int16_t u, int16_t v, const YuvToRgb &m)
 {
-    constexpr int32_t kMid = 128 << frame::kWorkShift8;
-    constexpr int kShift = frame::kRgbShift;
-    const int32_t yy = m.cy * (y - m.y_offset) + (1 << (kShift - 1));
-    const int32_t uu = u - kMid, vv = v - kMid;
-    return {clamp_u8((yy + m.crv * vv) >> kShift),
-            clamp_u8((yy - m.cgu * uu - m.cgv * vv) >> kShift),
-            clamp_u8((yy + m.cbu * uu) >> kShift)};
+    using frame::mul_round15;
+    constexpr int kMid = 128 << frame::kWorkShift8;
+    // Luma in Q14, chroma doubled (still within 16 bits) against Q13: every term lands in
+    // 1/32 of an 8-bit code.
+    const int yy = mul_round15(y - m.y_offset, m.cy) + (1 << (frame::kRgbShift - 1));
+    const int uu = 2 * (u - kMid), vv = 2 * (v - kMid);
+    return {clamp_u8((yy + mul_round15(vv, m.crv)) >> frame::kRgbShift),
+            clamp_u8((yy - mul_round15(uu, m.cgu) - mul_round15(vv, m.cgv)) >> frame::kRgbShift),
+            clamp_u8((yy + mul_round15(uu, m.cbu)) >> frame::kRgbShift)};
 }
 
 constexpr PackedLayout kRgba{4, 0, 1, 2, 3}, kBgra{4, 2, 1, 0, 3}, kArgb{4, 1, 2, 3, 0},

@@ -142,16 +142,18 @@ void print(const char *what, const Stats &s)
 }
 
 // Both sides interpolate the chroma exactly (weights 1/4, 3/4 and 1/2: swscale's Q14 horizontal
-// and Q12 vertical filters, our working scale) and round the matrix product once to nearest; the
-// coefficients differ by about 2^-13 at most (ours Q13, swscale's from a Q16 table), so the two can
-// only part where the exact value lies within a few hundredths of a rounding boundary, and then
-// by 1. Measured on these frames, even sizes and odd views alike, I420, NV12 and P010, both
-// matrices and sitings: max 0, mean 0, no sample differing. Misses by tens, tried: the other
-// siting (up to 119), the other matrix (59), full range (21), U and V swapped (255); the fast
-// chroma mode, printed below, by up to 228.
+// and Q12 vertical filters, our working scale) and round the matrix product once to nearest. Our
+// products are 16-bit rounded multiplies, each within 1/64 of a code of the exact term (up to
+// 3/64 together), so the two can only part where the exact value lies within a few hundredths of
+// a rounding boundary, and then by 1. Measured on these frames, even sizes and odd views alike,
+// I420, NV12 and P010, both matrices and sitings: max 1, 1.1-1.3 % of samples differing over all
+// frames, up to 3.5 % in one frame (SMPTE bars: whole bars of one colour sit near a boundary);
+// the bounds below hold that with room. Misses by tens, tried: the other siting (up
+// to 119), the other matrix (59), full range (21), U and V swapped (255); the fast chroma mode,
+// printed below, by up to 228.
 constexpr int kTolerance = 1;
-constexpr double kMeanTolerance = 0.01;       // per channel
-constexpr double kDifferingTolerance = 0.01;  // fraction of samples per channel
+constexpr double kMeanTolerance = 0.05;       // per channel
+constexpr double kDifferingTolerance = 0.05;  // fraction of samples per channel
 
 TEST(FrameCrossCheck, AccurateChromaMatchesSwscale)
 {

@@ -1,12 +1,10 @@
 // NEON fused rows of the frame conversion: unscaled 8-bit 4:2:0 to RGBA, BGRA and ARGB, byte for
 // byte the portable kernels' definition.
 //
-// 16 pixels a step, 8 chroma samples of each plane. Chroma is built on the working scale in
-// 16-bit lanes (at most 16 * 1020, exact), then each channel is one 32-bit sum of 16 x 16-bit
-// products (smull/smlal by lane). The rounding shift by 19 is split without changing a single
-// result: the high half of s is floor(s / 2^16) (taken with uzp2), and sqrshrun #3 adds
-// 4 and shifts in wider precision before saturating to 0 .. 255, so the byte is
-// clamp(floor((floor(s / 2^16) + 4) / 8)) = clamp((s + 2^18) >> 19).
+// 16 pixels a step, 8 chroma samples of each plane. Everything stays in 16-bit lanes: chroma is
+// built doubled and centred on 0, each product of the definition is one sqrdmulh by lane, and
+// sqrshrun #5 rounds and saturates. In the fast mode the chroma terms are computed once per
+// sample and then spread to their two pixels.
 //
 // A step reads chroma samples k0 .. k0 + 7, and k0 + 8 when interpolating horizontally and the row
 // has it; the loop stops before any of them would pass what the reference reads. The rest of the
@@ -63,40 +61,30 @@ inline void vertical(const uint8_t *a0, const uint8_t *b0, const uint8_t *a1, co
     v = vmlal_u8(vmull_u8(v0, w0), v1, w1);
 }
 
-// Even and odd pixels' chroma (working scale) to 16 pixels in order, minus the mid value.
+// Even and odd pixels' doubled chroma to 16 pixels in order, centred on 0.
 inline void spread(uint16x8_t even, uint16x8_t odd, int16x8_t out[2])
 {
-    const int16x8_t mid = vdupq_n_s16(128 << frame::kWorkShift8);
+    const int16x8_t mid = vdupq_n_s16(2 * (128 << frame::kWorkShift8));
     const int16x8_t e = vsubq_s16(vreinterpretq_s16_u16(even), mid);
     const int16x8_t o = vsubq_s16(vreinterpretq_s16_u16(odd), mid);
     out[0] = vzip1q_s16(e, o);
     out[1] = vzip2q_s16(e, o);
 }
 
-// One channel of 8 pixels: the high halves of the 32-bit sums (floor(s / 2^16), one uzp2), still to
-// be rounded by 3.
-inline int16x8_t narrow(int32x4_t lo, int32x4_t hi)
+// The chroma terms of R, G (to subtract) and B; k: cy, crv, cgu, cgv, cbu in lanes 0 .. 4.
+struct ChromaTerms {
+    int16x8_t r, g, b;
+};
+inline ChromaTerms chroma_terms(int16x8_t u, int16x8_t v, int16x8_t k)
 {
-    return vuzp2q_s16(vreinterpretq_s16_s32(lo), vreinterpretq_s16_s32(hi));
-}
-
-// k: cy, crv, cgu, cgv, cbu in lanes 0 .. 4.
-inline void rgb8(int16x8_t y, int16x8_t u, int16x8_t v, int16x8_t k, int16x8_t &r, int16x8_t &g,
-                 int16x8_t &b)
-{
-    const int16x4_t yl = vget_low_s16(y), ul = vget_low_s16(u), vl = vget_low_s16(v);
-    r = narrow(vmlal_laneq_s16(vmull_laneq_s16(vl, k, 1), yl, k, 0),
-               vmlal_high_laneq_s16(vmull_high_laneq_s16(v, k, 1), y, k, 0));
-    g = narrow(vmlsl_laneq_s16(vmlsl_laneq_s16(vmull_laneq_s16(yl, k, 0), ul, k, 2), vl, k, 3),
-               vmlsl_high_laneq_s16(vmlsl_high_laneq_s16(vmull_high_laneq_s16(y, k, 0), u, k, 2), v,
-                                    k, 3));
-    b = narrow(vmlal_laneq_s16(vmull_laneq_s16(ul, k, 4), yl, k, 0),
-               vmlal_high_laneq_s16(vmull_high_laneq_s16(u, k, 4), y, k, 0));
+    return {vqrdmulhq_laneq_s16(v, k, 1),
+            vaddq_s16(vqrdmulhq_laneq_s16(u, k, 2), vqrdmulhq_laneq_s16(v, k, 3)),
+            vqrdmulhq_laneq_s16(u, k, 4)};
 }
 
 inline uint8x16_t to_u8(int16x8_t lo, int16x8_t hi)
 {
-    return vqrshrun_high_n_s16(vqrshrun_n_s16(lo, 3), hi, 3);
+    return vqrshrun_high_n_s16(vqrshrun_n_s16(lo, frame::kRgbShift), hi, frame::kRgbShift);
 }
 
 template <Layout L>
@@ -156,9 +144,10 @@ template <Layout L, Source S, Mode M, Fused Ref>
     const int16_t coefficients[8] = {m.cy, m.crv, m.cgu, m.cgv, m.cbu, 0, 0, 0};
     const int16x8_t k = vld1q_s16(coefficients);
     const int16x8_t y_offset = vdupq_n_s16(m.y_offset);
-    // Row weights (quarters) scaled so that the horizontal step needs no shift: left siting
-    // 8 (2 c), 8 (c + c'), centred 4 (c' + 3 c); at most 16320.
-    constexpr int kScale = M == kLeft ? 8 : 4;
+    // Row weights (quarters) scaled so that the horizontal step lands on the doubled working
+    // scale with no shift: left siting 16 (2 c), 16 (c + c'), centred 8 (c' + 3 c); at most
+    // 32640.
+    constexpr int kScale = M == kLeft ? 16 : 8;
     const uint8x8_t w0 = vdup_n_u8(static_cast<uint8_t>(c.w[0] * kScale));
     const uint8x8_t w1 = vdup_n_u8(static_cast<uint8_t>(c.w[1] * kScale));
     // Last step start: pixels x0 .. x0 + 15 within the row, chroma k0 .. k0 + 7 within it as well.
@@ -177,14 +166,20 @@ template <Layout L, Source S, Mode M, Fused Ref>
     }
     int x = 0;
     for (; x <= last; x += kStep, dst += kStep * kBytes) {
-        int16x8_t u[2], v[2];
+        ChromaTerms t[2];
         if constexpr (M == kFast) {
             uint8x8_t u8, v8;
             load_uv<S>(a0, b0, 0, u8, v8);
-            const uint16x8_t uu = vshll_n_u8(u8, 6), vv = vshll_n_u8(v8, 6);
-            spread(uu, uu, u);
-            spread(vv, vv, v);
+            const int16x8_t mid = vdupq_n_s16(2 * (128 << frame::kWorkShift8));
+            const ChromaTerms group =
+                chroma_terms(vsubq_s16(vreinterpretq_s16_u16(vshll_n_u8(u8, 7)), mid),
+                             vsubq_s16(vreinterpretq_s16_u16(vshll_n_u8(v8, 7)), mid), k);
+            t[0] = {vzip1q_s16(group.r, group.r), vzip1q_s16(group.g, group.g),
+                    vzip1q_s16(group.b, group.b)};
+            t[1] = {vzip2q_s16(group.r, group.r), vzip2q_s16(group.g, group.g),
+                    vzip2q_s16(group.b, group.b)};
         } else {
+            int16x8_t u[2], v[2];
             const uint16x8_t cu = cur_u, cv = cur_v;
             uint16x8_t nu, nv;
             const int k0 = x / 2;
@@ -208,16 +203,18 @@ template <Layout L, Source S, Mode M, Fused Ref>
                 spread(vmlaq_n_u16(pu, cu, 3), vmlaq_n_u16(nu, cu, 3), u);
                 spread(vmlaq_n_u16(pv, cv, 3), vmlaq_n_u16(nv, cv, 3), v);
             }
+            t[0] = chroma_terms(u[0], v[0], k);
+            t[1] = chroma_terms(u[1], v[1], k);
         }
         a0 += kAdvance, a1 += kAdvance, b0 += kAdvance, b1 += kAdvance;
         const uint8x16_t y8 = vld1q_u8(y + x);
-        const int16x8_t y0 =
-            vsubq_s16(vreinterpretq_s16_u16(vshll_n_u8(vget_low_u8(y8), 6)), y_offset);
-        const int16x8_t y1 = vsubq_s16(vreinterpretq_s16_u16(vshll_high_n_u8(y8, 6)), y_offset);
-        int16x8_t r0, g0, b0_, r1, g1, b1_;
-        rgb8(y0, u[0], v[0], k, r0, g0, b0_);
-        rgb8(y1, u[1], v[1], k, r1, g1, b1_);
-        store<L>(dst, to_u8(r0, r1), to_u8(g0, g1), to_u8(b0_, b1_));
+        const int16x8_t y0 = vqrdmulhq_laneq_s16(
+            vsubq_s16(vreinterpretq_s16_u16(vshll_n_u8(vget_low_u8(y8), 6)), y_offset), k, 0);
+        const int16x8_t y1 = vqrdmulhq_laneq_s16(
+            vsubq_s16(vreinterpretq_s16_u16(vshll_high_n_u8(y8, 6)), y_offset), k, 0);
+        store<L>(dst, to_u8(vaddq_s16(y0, t[0].r), vaddq_s16(y1, t[1].r)),
+                 to_u8(vsubq_s16(y0, t[0].g), vsubq_s16(y1, t[1].g)),
+                 to_u8(vaddq_s16(y0, t[0].b), vaddq_s16(y1, t[1].b)));
     }
     tail<Ref>(y, c, m, n, x, dst - static_cast<ptrdiff_t>(x) * kBytes);
 }
