@@ -133,6 +133,15 @@ OZMU_API void ozmu_mcpy_blk_16(void *dst, const void *src, int dst_stride, int s
  * Core: system helpers
  * ========================================================================================== */
 
+/* Release of this header, kept equal to the project's version (a test compares them). Use these
+ * for version checks: ozmu_version() below is a build stamp, not a version number. */
+#define OZMU_VERSION_MAJOR 1
+#define OZMU_VERSION_MINOR 0
+#define OZMU_VERSION_PATCH 0
+/* One comparable number, e.g. #if OZMU_VERSION >= OZMU_VERSION_NUMBER(1, 1, 0). */
+#define OZMU_VERSION_NUMBER(major, minor, patch) ((major)*10000 + (minor)*100 + (patch))
+#define OZMU_VERSION OZMU_VERSION_NUMBER(OZMU_VERSION_MAJOR, OZMU_VERSION_MINOR, OZMU_VERSION_PATCH)
+
 /* Build stamp "Mmm dd yyyy hh:mm:ss\n" in a static 64-byte buffer. */
 OZMU_API const char *ozmu_version(void);
 /* Writes "/tmp/" (6 bytes with the terminator) and returns 5. */
@@ -773,9 +782,21 @@ OZMU_API void ozmu_csc_rsz_yuv444a8_to_rgb565a8(uint8_t *src[4], int src_w, int 
  * Layout 23 keeps its packing: the high byte is (f0 & 0xF8) | f1 >> 5 and the low byte
  * (f1 & 0xE0) | f2 >> 3, so green holds the top three bits of f1 twice; the word is stored
  * little-endian whatever the host. */
+#define OZMU_IRSZ_LAYOUT_8B 20            /* 1 byte a pixel (grey, one plane) */
+#define OZMU_IRSZ_LAYOUT_8B8B8B 21        /* 3 bytes a pixel */
+#define OZMU_IRSZ_LAYOUT_8B8B8B_5B6B5B 23 /* 3 bytes a pixel in, 16-bit 5-6-5 out */
+#define OZMU_IRSZ_LAYOUT_5B6B5B 25        /* 16-bit 5-6-5 */
+#define OZMU_IRSZ_LAYOUT_8B8B8B8B 29      /* 4 bytes a pixel */
+#define OZMU_IRSZ_MODE_WHOLE 10           /* one call per whole picture */
+#define OZMU_IRSZ_MODE_SLICES 11          /* one call per slice of slice_rows source rows */
+/* The creator's own codes (not the OZMU_ERR_* values). */
+#define OZMU_IRSZ_ERR_MODE (-2)      /* mode is neither OZMU_IRSZ_MODE_WHOLE nor _SLICES */
+#define OZMU_IRSZ_ERR_NO_MEMORY (-3) /* the handle or its buffers could not be allocated */
+#define OZMU_IRSZ_ERR_LAYOUT (-4)    /* layout is none of the OZMU_IRSZ_LAYOUT_* codes */
+
 struct ozmu_irsz_param {
-    int32_t layout; /* 20, 21, 23, 25 or 29 */
-    int32_t mode;   /* 10: one call per whole picture; 11: one call per slice of rows */
+    int32_t layout; /* OZMU_IRSZ_LAYOUT_*: 20, 21, 23, 25 or 29 */
+    int32_t mode;   /* OZMU_IRSZ_MODE_WHOLE (10) or OZMU_IRSZ_MODE_SLICES (11) */
     int32_t src_w;
     int32_t src_h;
     int32_t src_pitch;  /* row length in pixels; negative: rows run upward */
@@ -790,9 +811,9 @@ struct ozmu_irsz_param {
  * top-left, top-right, bottom-left and bottom-right weights (8-h)(8-v), h(8-v), (8-h)v, hv. */
 OZMU_API extern const uint8_t ozmu_irsz_tbl_rsz_weight[256];
 
-/* Handle for one pair of sizes and one layout, or null with *err = -3 (out of memory), -2 (mode
- * not 10 or 11) or -4 (unknown layout); 0 on success. err may be null. Sizes below 1 give a
- * handle whose resize calls write nothing. */
+/* Handle for one pair of sizes and one layout, or null with *err = OZMU_IRSZ_ERR_NO_MEMORY (-3),
+ * OZMU_IRSZ_ERR_MODE (-2) or OZMU_IRSZ_ERR_LAYOUT (-4); 0 on success. err may be null. Sizes
+ * below 1 give a handle whose resize calls write nothing. */
 OZMU_API void *ozmu_irsz_create(const ozmu_irsz_param *param, int *err);
 /* Resizes into param->dst; returns 0. Mode 10: src is the whole picture, y0 and rows ignored.
  * Mode 11: src is the first row of the slice holding source rows y0 .. y0 + rows - 1 (y0 a
@@ -801,6 +822,15 @@ OZMU_API void *ozmu_irsz_create(const ozmu_irsz_param *param, int *err);
  * y0 = 0 starts a new picture. Once all are fed, the output equals mode 10's. Source rows at or
  * beyond src_h in the last slice are never read. */
 OZMU_API int ozmu_irsz(void *handle, const void *src, int y0, int rows);
+/* The per-layout resizers ozmu_irsz dispatches to, for callers that name the layout: each does
+ * exactly what ozmu_irsz does on a handle created with its OZMU_IRSZ_LAYOUT_* code and returns 0.
+ * Unlike ozmu_irsz they check the handle: a null handle, or one created for another layout,
+ * returns OZMU_ERR_INVALID_ARG and writes nothing. */
+OZMU_API int ozmu_irsz8b(void *handle, const void *src, int y0, int rows);
+OZMU_API int ozmu_irsz8b8b8b(void *handle, const void *src, int y0, int rows);
+OZMU_API int ozmu_irsz8b8b8b_5b6b5b(void *handle, const void *src, int y0, int rows);
+OZMU_API int ozmu_irsz5b6b5b(void *handle, const void *src, int y0, int rows);
+OZMU_API int ozmu_irsz8b8b8b8b(void *handle, const void *src, int y0, int rows);
 /* Frees the handle and its buffers; null is ignored. */
 OZMU_API void ozmu_irsz_delete(void *handle);
 
@@ -1428,6 +1458,51 @@ OZMU_API int ozmu_fcc2mt(int fcc);
  *     included.
  * One readable byte past every frame (the usual input padding of demultiplexers) covers both. */
 OZMU_API int ozmu_is_vkeyfrm(int mt, const uint8_t *data, int size);
+
+/* ============================================================================================
+ * Annex-B byte streams
+ *
+ * H.264 and HEVC elementary streams: NAL units behind 00 00 01 start codes (00 00 00 01 with a
+ * zero_byte), each NAL unit carrying emulation-prevention bytes (the 03 of every 00 00 03) that
+ * must go before its payload is parsed with the bit reader.
+ * ========================================================================================== */
+
+/* One NAL unit of a byte stream, as ozmu_annexb_next_nal finds it. */
+typedef struct ozmu_nal_unit {
+    size_t offset;       /* byte offset of the start code in the buffer */
+    int start_code_size; /* 3, or 4 when a zero byte precedes 00 00 01 */
+    const uint8_t *data; /* the NAL unit from its header onward */
+    size_t size;         /* up to the next start code or the end, trailing zero bytes excluded */
+} ozmu_nal_unit;
+
+/* Finds the first start code at or after buf[*pos]. On success fills *nal, moves *pos to the end
+ * of that NAL unit (its trailing zero bytes not included) and returns 1, so that repeated calls
+ * walk the stream; returns 0 when no start code remains. A zero byte before 00 00 01 counts as
+ * part of the start code only when it lies at or after *pos. nal->size is 0 for a start code at
+ * the very end or one followed directly by another (data[0] is then not to be read). Bytes
+ * before the first start code are skipped. Returns OZMU_ERR_INVALID_ARG for a null pos or nal,
+ * a null buf with a non-zero size, or *pos > size. Example:
+ *     size_t pos = 0; ozmu_nal_unit nal;
+ *     while (ozmu_annexb_next_nal(buf, size, &pos, &nal) > 0)
+ *         if (nal.size > 0) handle(nal.data[0] & 0x1F, nal.data, nal.size);  (H.264 type) */
+OZMU_API int ozmu_annexb_next_nal(const uint8_t *buf, size_t size, size_t *pos,
+                                  ozmu_nal_unit *nal);
+
+/* Copies the size bytes of a NAL unit at src to dst (room for size bytes) without its
+ * emulation-prevention bytes: every 03 that follows two zero bytes of the payload is dropped
+ * (also at the end, and 00 00 03 03 keeps its second 03). Returns the bytes written. dst may be
+ * src (in-place); other overlaps are not allowed. */
+OZMU_API size_t ozmu_nal_to_rbsp(const uint8_t *src, size_t size, uint8_t *dst);
+
+/* A refill callback for ozmu_bsr_init that reads a NAL unit in place, dropping its emulation-
+ * prevention bytes: initialise the reader over the NAL unit (header included or not) and the
+ * reads see what they would see over ozmu_nal_to_rbsp's copy with the default refill. The zero
+ * run is taken from the bytes behind bs->cur (not before bs->beg), so the reader's buffer must
+ * start on a payload byte boundary where no zero run is pending, such as the NAL unit header.
+ * Honours the refill contract: at most `bytes` (and 4) bytes loaded, nothing read past bs->end;
+ * bs->cur is left past an emulation-prevention byte that follows the bytes loaded, so peek's
+ * look-ahead byte is a data byte. Returns 0, or -1 with code and leftbits 0. */
+OZMU_API int ozmu_bsr_refill_rbsp(ozmu_bsr *bs, int bytes);
 
 /* ============================================================================================
  * MD5

@@ -44,11 +44,11 @@ extern "C" const uint8_t ozmu_irsz_tbl_rsz_weight[256] = {OZMU_W64(0), OZMU_W64(
 namespace ozmu::irsz {
 namespace {
 
-constexpr int kWhole = 10;
-constexpr int kSlices = 11;
-constexpr int kErrNoMemory = -3;
-constexpr int kErrMode = -2;
-constexpr int kErrLayout = -4;
+constexpr int kWhole = OZMU_IRSZ_MODE_WHOLE;
+constexpr int kSlices = OZMU_IRSZ_MODE_SLICES;
+constexpr int kErrNoMemory = OZMU_IRSZ_ERR_NO_MEMORY;
+constexpr int kErrMode = OZMU_IRSZ_ERR_MODE;
+constexpr int kErrLayout = OZMU_IRSZ_ERR_LAYOUT;
 
 int32_t shifted(int32_t value, int shift)
 {
@@ -176,11 +176,11 @@ struct Layout {
 };
 
 constexpr Layout kLayouts[] = {
-    {20, irsz8b, 1, 1, 1, true},
-    {21, irsz8b8b8b, 3, 3, 3, false},
-    {23, irsz8b8b8b_5b6b5b, 3, 3, 2, false},
-    {25, irsz5b6b5b, 2, 1, 1, false},
-    {29, irsz8b8b8b8b, 4, 4, 4, true},
+    {OZMU_IRSZ_LAYOUT_8B, irsz8b, 1, 1, 1, true},
+    {OZMU_IRSZ_LAYOUT_8B8B8B, irsz8b8b8b, 3, 3, 3, false},
+    {OZMU_IRSZ_LAYOUT_8B8B8B_5B6B5B, irsz8b8b8b_5b6b5b, 3, 3, 2, false},
+    {OZMU_IRSZ_LAYOUT_5B6B5B, irsz5b6b5b, 2, 1, 1, false},
+    {OZMU_IRSZ_LAYOUT_8B8B8B8B, irsz8b8b8b8b, 4, 4, 4, true},
 };
 
 constexpr size_t align16(size_t n) { return (n + 15) & ~size_t{15}; }
@@ -381,6 +381,16 @@ void *fail(int *err, int code)
     if (err)
         *err = code;
     return nullptr;
+}
+
+// The named per-layout entry points check what ozmu_irsz trusts.
+template <int kLayout, Resizer resizer>
+int checked_resize(void *handle, const void *src, int y0, int rows)
+{
+    auto *h = static_cast<Handle *>(handle);
+    if (!h || h->layout != kLayout)
+        return OZMU_ERR_INVALID_ARG;
+    return resizer(h, src, y0, rows);
 }
 
 }  // namespace
@@ -678,6 +688,36 @@ int ozmu_irsz(void *handle, const void *src, int y0, int rows)
 {
     auto *h = static_cast<ozmu::irsz::Handle *>(handle);
     return h->resize(h, src, y0, rows);
+}
+
+int ozmu_irsz8b(void *handle, const void *src, int y0, int rows)
+{
+    using namespace ozmu::irsz;
+    return checked_resize<OZMU_IRSZ_LAYOUT_8B, irsz8b>(handle, src, y0, rows);
+}
+
+int ozmu_irsz8b8b8b(void *handle, const void *src, int y0, int rows)
+{
+    using namespace ozmu::irsz;
+    return checked_resize<OZMU_IRSZ_LAYOUT_8B8B8B, irsz8b8b8b>(handle, src, y0, rows);
+}
+
+int ozmu_irsz8b8b8b_5b6b5b(void *handle, const void *src, int y0, int rows)
+{
+    using namespace ozmu::irsz;
+    return checked_resize<OZMU_IRSZ_LAYOUT_8B8B8B_5B6B5B, irsz8b8b8b_5b6b5b>(handle, src, y0, rows);
+}
+
+int ozmu_irsz5b6b5b(void *handle, const void *src, int y0, int rows)
+{
+    using namespace ozmu::irsz;
+    return checked_resize<OZMU_IRSZ_LAYOUT_5B6B5B, irsz5b6b5b>(handle, src, y0, rows);
+}
+
+int ozmu_irsz8b8b8b8b(void *handle, const void *src, int y0, int rows)
+{
+    using namespace ozmu::irsz;
+    return checked_resize<OZMU_IRSZ_LAYOUT_8B8B8B8B, irsz8b8b8b8b>(handle, src, y0, rows);
 }
 
 void ozmu_irsz_delete(void *handle)

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <vector>
 
 #include "checkasm.h"
@@ -163,6 +164,36 @@ TEST(irsz, WholePictureMatchesModel)
                     << "layout " << l.code << " " << s.src_w << "x" << s.src_h << " -> " << s.dst_w
                     << "x" << s.dst_h << " variant " << variant;
             }
+}
+
+// The named resizers give ozmu_irsz's bytes on their own layout and refuse any other handle.
+TEST(irsz, NamedResizersMatchDispatchAndCheckLayout)
+{
+    using Named = int (*)(void *, const void *, int, int);
+    const Named named[] = {ozmu_irsz8b, ozmu_irsz8b8b8b, ozmu_irsz8b8b8b_5b6b5b, ozmu_irsz5b6b5b,
+                           ozmu_irsz8b8b8b8b};
+    static_assert(std::size(named) == std::size(kLayouts));
+    Rng rng(5);
+    for (size_t i = 0; i < std::size(kLayouts); ++i) {
+        const LayoutInfo &l = kLayouts[i], &other = kLayouts[(i + 1) % std::size(kLayouts)];
+        Plane src = picture(37, 23, l.in_bytes, 1, true);
+        src.fill(rng, Pattern::Random, 0, 255);
+        Plane expected = picture(17, 30, l.out_bytes, 0, false);
+        Plane actual = picture(17, 30, l.out_bytes, 0, false);
+        Handle dispatched(params(l, 10, 37, 23, src, 0, 17, 30, expected));
+        Handle direct(params(l, 10, 37, 23, src, 0, 17, 30, actual));
+        EXPECT_EQ(ozmu_irsz(dispatched.p, src.origin(), 0, 0), 0);
+        EXPECT_EQ(named[i](direct.p, src.origin(), 0, 0), 0) << "layout " << l.code;
+        EXPECT_TRUE(ozmu::test::same_planes(expected, actual)) << "layout " << l.code;
+
+        Plane untouched = picture(17, 30, other.out_bytes, 0, false);
+        Handle wrong(params(other, 10, 37, 23, src, 0, 17, 30, untouched));
+        EXPECT_EQ(named[i](wrong.p, src.origin(), 0, 0), OZMU_ERR_INVALID_ARG) << l.code;
+        EXPECT_EQ(named[i](nullptr, src.origin(), 0, 0), OZMU_ERR_INVALID_ARG) << l.code;
+        EXPECT_TRUE(std::all_of(untouched.bytes().begin(), untouched.bytes().end(),
+                                [](uint8_t b) { return b == Plane::kCanary; }))
+            << "layout " << l.code;
+    }
 }
 
 // A one-row or one-column source: the zero-weight neighbour past it is never read.

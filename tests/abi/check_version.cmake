@@ -1,0 +1,16 @@
+# The header's OZMU_VERSION_MAJOR/MINOR/PATCH must equal the project's version.
+#   cmake -DHEADER=.../ozmu.h -DVERSION=1.2.3 -P check_version.cmake
+file(READ ${HEADER} header)
+string(REPLACE "." ";" expected "${VERSION}")
+set(index 0)
+foreach(part MAJOR MINOR PATCH)
+  list(GET expected ${index} want)
+  math(EXPR index "${index} + 1")
+  if(NOT header MATCHES "\n#define OZMU_VERSION_${part} ([0-9]+)\n")
+    message(FATAL_ERROR "OZMU_VERSION_${part} is not defined as a number in ${HEADER}")
+  endif()
+  if(NOT CMAKE_MATCH_1 EQUAL want)
+    message(FATAL_ERROR "OZMU_VERSION_${part} is ${CMAKE_MATCH_1}, the project says ${want} (${VERSION})")
+  endif()
+endforeach()
+message(STATUS "header version macros match ${VERSION}")
