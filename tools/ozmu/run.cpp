@@ -13,13 +13,13 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"keyframes", keyframes, "keyframes FILE [--json]"},
+    {"keyframes", keyframes, "keyframes FILE [--json] [--codec h264|hevc|mpeg4]"},
     {"headers", headers, "headers FILE"},
     {"md5", md5, "md5 FILE.y4m [--plain]"},
     {"compare", compare, "compare A.y4m B.y4m [--json]"},
     {"convert", convert,
-     "convert IN OUT [--size WxH] [--format F] [--matrix bt601|bt709|bt2020] "
-     "[--range limited|full] [--frame N | --frames]"},
+     "convert IN OUT [--size WxH] [--format F] [--scale WxH] [--matrix bt601|bt709|bt2020] "
+     "[--range limited|full] [--siting left|center] [--frame N | --frames] [--to png|y4m]"},
     {"resize", resize, "resize IN.png OUT.png WxH [--slice-rows N]"},
 };
 
