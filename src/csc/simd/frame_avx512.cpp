@@ -39,6 +39,9 @@ void install_frame(frame::Table &t)
     t.yuv420_to_rgba = yuv420_to_packed<0, 1, 2, 3>;
     t.yuv420_to_bgra = yuv420_to_packed<2, 1, 0, 3>;
     t.yuv420_to_argb = yuv420_to_packed<3, 0, 1, 2>;
+    t.yuv_to_rgba = yuv_to_packed<0, 1, 2, 3>;
+    t.yuv_to_bgra = yuv_to_packed<2, 1, 0, 3>;
+    t.yuv_to_argb = yuv_to_packed<3, 0, 1, 2>;
 }
 
 }  // namespace ozmu::avx512

@@ -1,5 +1,6 @@
-// NEON fused rows of the frame conversion: unscaled 8-bit 4:2:0 to RGBA, BGRA and ARGB, byte for
-// byte the portable kernels' definition.
+// NEON rows of the frame conversion's matrix step, byte for byte the portable kernels'
+// definition: the fused unscaled 8-bit 4:2:0 to RGBA, BGRA and ARGB rows, and the staged path's
+// working-scale rows to packed RGB.
 //
 // 16 pixels a step, 8 chroma samples of each plane. Everything stays in 16-bit lanes: chroma is
 // built doubled and centred on 0, each product of the definition is one sqrdmulh by lane, and
@@ -27,7 +28,7 @@ using Fused = void (*)(const uint8_t *, const Chroma420Rows &, const YuvToRgb &,
 constexpr int kStep = 16;
 constexpr int kBytes = 4;
 
-enum Layout { kRgba, kBgra, kArgb };
+enum Layout { kRgba, kBgra, kArgb, kRgb24, kBgr24 };
 // How the chroma samples lie: two planes, or pairs with U or V first.
 enum Source { kPlanar, kPairsUv, kPairsVu };
 // Chroma: the group's sample (fast: rows weighted 4, 0), or interpolated for left or centred
@@ -49,24 +50,25 @@ inline void load_uv(const uint8_t *a, const uint8_t *b, ptrdiff_t k, uint8x8_t &
     }
 }
 
-// Both chroma rows weighted vertically: a0, b0 row 0, a1, b1 row 1.
+// Both chroma rows weighted vertically (a0, b0 row 0, a1, b1 row 1), on top of `bias`: a share of
+// minus the doubled mid level such that the horizontal step's sums come out centred on 0.
+// Computed modulo 2^16; the final sums fit int16.
 template <Source S>
 inline void vertical(const uint8_t *a0, const uint8_t *b0, const uint8_t *a1, const uint8_t *b1,
-                     ptrdiff_t k, uint8x8_t w0, uint8x8_t w1, uint16x8_t &u, uint16x8_t &v)
+                     ptrdiff_t k, uint8x8_t w0, uint8x8_t w1, uint16x8_t bias, uint16x8_t &u,
+                     uint16x8_t &v)
 {
     uint8x8_t u0, v0, u1, v1;
     load_uv<S>(a0, b0, k, u0, v0);
     load_uv<S>(a1, b1, k, u1, v1);
-    u = vmlal_u8(vmull_u8(u0, w0), u1, w1);
-    v = vmlal_u8(vmull_u8(v0, w0), v1, w1);
+    u = vmlal_u8(vmlal_u8(bias, u0, w0), u1, w1);
+    v = vmlal_u8(vmlal_u8(bias, v0, w0), v1, w1);
 }
 
-// Even and odd pixels' doubled chroma to 16 pixels in order, centred on 0.
+// Even and odd pixels' doubled, centred chroma to 16 pixels in order.
 inline void spread(uint16x8_t even, uint16x8_t odd, int16x8_t out[2])
 {
-    const int16x8_t mid = vdupq_n_s16(2 * (128 << frame::kWorkShift8));
-    const int16x8_t e = vsubq_s16(vreinterpretq_s16_u16(even), mid);
-    const int16x8_t o = vsubq_s16(vreinterpretq_s16_u16(odd), mid);
+    const int16x8_t e = vreinterpretq_s16_u16(even), o = vreinterpretq_s16_u16(odd);
     out[0] = vzip1q_s16(e, o);
     out[1] = vzip2q_s16(e, o);
 }
@@ -91,6 +93,11 @@ template <Layout L>
 inline void store(uint8_t *dst, uint8x16_t r, uint8x16_t g, uint8x16_t b)
 {
     const uint8x16_t a = vdupq_n_u8(255);
+    if constexpr (L == kRgb24 || L == kBgr24) {
+        const uint8x16x3_t o = L == kRgb24 ? uint8x16x3_t{{r, g, b}} : uint8x16x3_t{{b, g, r}};
+        vst3q_u8(dst, o);
+        return;
+    }
     uint8x16x4_t o;
     if constexpr (L == kRgba)
         o = {{r, g, b, a}};
@@ -148,6 +155,9 @@ template <Layout L, Source S, Mode M, Fused Ref>
     // scale with no shift: left siting 16 (2 c), 16 (c + c'), centred 8 (c' + 3 c); at most
     // 32640.
     constexpr int kScale = M == kLeft ? 16 : 8;
+    // Left siting sums two vertical results, centred four (c' + 3 c).
+    const uint16x8_t bias = vdupq_n_u16(
+        static_cast<uint16_t>(-(2 * (128 << frame::kWorkShift8)) / (M == kLeft ? 2 : 4) & 0xFFFF));
     const uint8x8_t w0 = vdup_n_u8(static_cast<uint8_t>(c.w[0] * kScale));
     const uint8x8_t w1 = vdup_n_u8(static_cast<uint8_t>(c.w[1] * kScale));
     // Last step start: pixels x0 .. x0 + 15 within the row, chroma k0 .. k0 + 7 within it as well.
@@ -159,13 +169,13 @@ template <Layout L, Source S, Mode M, Fused Ref>
     uint16x8_t cur_u = vdupq_n_u16(0), cur_v = cur_u, prev_u = cur_u, prev_v = cur_u;
     if constexpr (M != kFast) {
         if (last >= 0) {
-            vertical<S>(a0, b0, a1, b1, 0, w0, w1, cur_u, cur_v);
+            vertical<S>(a0, b0, a1, b1, 0, w0, w1, bias, cur_u, cur_v);
             prev_u = vdupq_laneq_u16(cur_u, 0);
             prev_v = vdupq_laneq_u16(cur_v, 0);
         }
     }
     int x = 0;
-    for (; x <= last; x += kStep, dst += kStep * kBytes) {
+    const auto step = [&] {
         ChromaTerms t[2];
         if constexpr (M == kFast) {
             uint8x8_t u8, v8;
@@ -184,11 +194,11 @@ template <Layout L, Source S, Mode M, Fused Ref>
             uint16x8_t nu, nv;
             const int k0 = x / 2;
             if (k0 + 16 <= width) {
-                vertical<S>(a0, b0, a1, b1, 8, w0, w1, cur_u, cur_v);
+                vertical<S>(a0, b0, a1, b1, 8, w0, w1, bias, cur_u, cur_v);
                 nu = vextq_u16(cu, cur_u, 1);
                 nv = vextq_u16(cv, cur_v, 1);
             } else if (k0 + 8 < width) {
-                vertical<S>(a0, b0, a1, b1, 1, w0, w1, nu, nv);
+                vertical<S>(a0, b0, a1, b1, 1, w0, w1, bias, nu, nv);
             } else {
                 nu = vextq_u16(cu, vdupq_laneq_u16(cu, 7), 1);
                 nv = vextq_u16(cv, vdupq_laneq_u16(cv, 7), 1);
@@ -215,6 +225,21 @@ template <Layout L, Source S, Mode M, Fused Ref>
         store<L>(dst, to_u8(vaddq_s16(y0, t[0].r), vaddq_s16(y1, t[1].r)),
                  to_u8(vsubq_s16(y0, t[0].g), vsubq_s16(y1, t[1].g)),
                  to_u8(vaddq_s16(y0, t[0].b), vaddq_s16(y1, t[1].b)));
+    };
+    // Two steps an iteration where the chroma is interpolated: the per-step bookkeeping is a
+    // larger share there. The fast mode's loop is kept whole (unrolled, its stores' register
+    // moves cost the small cores more than they save).
+    if constexpr (M == kFast) {
+        for (; x <= last; x += kStep, dst += kStep * kBytes)
+            step();
+    } else {
+#if defined(__clang__)
+#pragma unroll 2
+#else
+#pragma GCC unroll 2
+#endif
+        for (; x <= last; x += kStep, dst += kStep * kBytes)
+            step();
     }
     tail<Ref>(y, c, m, n, x, dst - static_cast<ptrdiff_t>(x) * kBytes);
 }
@@ -259,10 +284,48 @@ void yuv420_to(const uint8_t *y, const Chroma420Rows &c, const YuvToRgb &m, int 
     Ref(y, c, m, n, dst);
 }
 
+using Staged = void (*)(const int16_t *, const int16_t *, const int16_t *, const YuvToRgb &, int,
+                        uint8_t *);
+
+// The staged path's matrix step: working-scale Y, U, V (0 .. 16368) to packed RGB, 16 pixels a
+// step, the rest through the reference.
+template <Layout L, Staged Ref>
+void yuv_to(const int16_t *y, const int16_t *u, const int16_t *v, const YuvToRgb &m, int n,
+            uint8_t *dst)
+{
+    constexpr int kOut = L == kRgb24 || L == kBgr24 ? 3 : 4;
+    const int16_t coefficients[8] = {m.cy, m.crv, m.cgu, m.cgv, m.cbu, 0, 0, 0};
+    const int16x8_t k = vld1q_s16(coefficients);
+    const int16x8_t y_offset = vdupq_n_s16(m.y_offset);
+    const int16x8_t mid = vdupq_n_s16(2 * (128 << frame::kWorkShift8));
+    int x = 0;
+    for (; x + kStep <= n; x += kStep) {
+        int16x8_t r[2], g[2], b[2];
+        for (int h = 0; h < 2; ++h) {
+            const int i = x + 8 * h;
+            const int16x8_t luma = vqrdmulhq_laneq_s16(vsubq_s16(vld1q_s16(y + i), y_offset), k, 0);
+            const ChromaTerms t = chroma_terms(vsubq_s16(vshlq_n_s16(vld1q_s16(u + i), 1), mid),
+                                               vsubq_s16(vshlq_n_s16(vld1q_s16(v + i), 1), mid), k);
+            r[h] = vaddq_s16(luma, t.r);
+            g[h] = vsubq_s16(luma, t.g);
+            b[h] = vaddq_s16(luma, t.b);
+        }
+        store<L>(dst + static_cast<ptrdiff_t>(x) * kOut, to_u8(r[0], r[1]), to_u8(g[0], g[1]),
+                 to_u8(b[0], b[1]));
+    }
+    if (x < n)
+        Ref(y + x, u + x, v + x, m, n - x, dst + static_cast<ptrdiff_t>(x) * kOut);
+}
+
 }  // namespace
 
 void install_frame(frame::Table &t)
 {
+    t.yuv_to_rgba = yuv_to<kRgba, ref::yuv_to_rgba>;
+    t.yuv_to_bgra = yuv_to<kBgra, ref::yuv_to_bgra>;
+    t.yuv_to_argb = yuv_to<kArgb, ref::yuv_to_argb>;
+    t.yuv_to_rgb24 = yuv_to<kRgb24, ref::yuv_to_rgb24>;
+    t.yuv_to_bgr24 = yuv_to<kBgr24, ref::yuv_to_bgr24>;
     t.yuv420_to_rgba = yuv420_to<kRgba, ref::yuv420_to_rgba>;
     t.yuv420_to_bgra = yuv420_to<kBgra, ref::yuv420_to_bgra>;
     t.yuv420_to_argb = yuv420_to<kArgb, ref::yuv420_to_argb>;
