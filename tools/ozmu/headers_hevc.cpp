@@ -210,27 +210,7 @@ uint32_t st_ref_pic_set(RbspFields &r, int idx, const uint32_t *num_delta_pocs)
 
 void vui_parameters(RbspFields &r, uint32_t max_sub_layers_minus1)
 {
-    if (r.flag("aspect_ratio_info_present_flag")) {
-        if (r.u("aspect_ratio_idc", 8) == 255) {  // EXTENDED_SAR
-            r.u("sar_width", 16);
-            r.u("sar_height", 16);
-        }
-    }
-    if (r.flag("overscan_info_present_flag"))
-        r.u("overscan_appropriate_flag", 1);
-    if (r.flag("video_signal_type_present_flag")) {
-        r.u("video_format", 3);
-        r.u("video_full_range_flag", 1);
-        if (r.flag("colour_description_present_flag")) {
-            r.u("colour_primaries", 8);
-            r.u("transfer_characteristics", 8);
-            r.u("matrix_coeffs", 8);
-        }
-    }
-    if (r.flag("chroma_loc_info_present_flag")) {
-        r.ue("chroma_sample_loc_type_top_field", 5);
-        r.ue("chroma_sample_loc_type_bottom_field", 5);
-    }
+    vui_picture_fields(r, "matrix_coeffs");
     r.u("neutral_chroma_indication_flag", 1);
     r.u("field_seq_flag", 1);
     r.u("frame_field_info_present_flag", 1);

@@ -208,4 +208,29 @@ void print_summary(const SequenceInfo &info, std::string *out)
     out->append(line).append("\n");
 }
 
+void vui_picture_fields(RbspFields &r, const char *matrix_coefficients_name)
+{
+    if (r.flag("aspect_ratio_info_present_flag")) {
+        if (r.u("aspect_ratio_idc", 8) == 255) {  // Extended_SAR / EXTENDED_SAR
+            r.u("sar_width", 16);
+            r.u("sar_height", 16);
+        }
+    }
+    if (r.flag("overscan_info_present_flag"))
+        r.u("overscan_appropriate_flag", 1);
+    if (r.flag("video_signal_type_present_flag")) {
+        r.u("video_format", 3);
+        r.u("video_full_range_flag", 1);
+        if (r.flag("colour_description_present_flag")) {
+            r.u("colour_primaries", 8);
+            r.u("transfer_characteristics", 8);
+            r.u(matrix_coefficients_name, 8);
+        }
+    }
+    if (r.flag("chroma_loc_info_present_flag")) {
+        r.ue("chroma_sample_loc_type_top_field", 5);
+        r.ue("chroma_sample_loc_type_bottom_field", 5);
+    }
+}
+
 }  // namespace ozmu_tool

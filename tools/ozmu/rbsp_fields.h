@@ -54,6 +54,10 @@ private:
     void fault(std::string_view name, std::string_view what);
 };
 
+// The VUI's opening fields, the same in H.264 and HEVC (aspect ratio, overscan, video signal type
+// and colour description, chroma location); the two standards name matrix_coefficients apart.
+void vui_picture_fields(RbspFields &r, const char *matrix_coefficients_name);
+
 // "name[i]", "name[i][j]", "name[i][j][k]"
 std::string indexed(std::string_view name, int i);
 std::string indexed(std::string_view name, int i, int j);
