@@ -24,11 +24,19 @@ Table table_for(unsigned tiers)
     static constexpr TierInstaller<Table> kInstallers[] = {
 #if OZMU_HAVE_X86_TIERS
         {cpu::kSsse3, ssse3::install_frame},
+        {cpu::kSsse3, ssse3::install_frame_resample},
+        {cpu::kSsse3, ssse3::install_frame_io},
         {cpu::kAvx2, avx2::install_frame},
+        {cpu::kAvx2, avx2::install_frame_resample},
+        {cpu::kAvx2, avx2::install_frame_io},
         {cpu::kAvx512, avx512::install_frame},
+        {cpu::kAvx512, avx512::install_frame_resample},
+        {cpu::kAvx512, avx512::install_frame_io},
 #endif
 #if OZMU_HAVE_NEON
         {cpu::kNeon, neon::install_frame},
+        {cpu::kNeon, neon::install_frame_resample},
+        {cpu::kNeon, neon::install_frame_io},
 #endif
         {0, nullptr}
     };
@@ -274,19 +282,131 @@ private:
 
 struct Map {
     AxisMap axis{};
+    PairMap pairs{};
+    QuadMap quads{};
     bool identity = false;
+    bool two_tap = false;   // pairs holds the same map for horizontal2
+    bool four_tap = false;  // quads does, for horizontal4
 };
 
-Map make_map(Arena &arena, const AxisSpec &s)
+}  // namespace
+
+bool build_quad_map(const AxisMap &m, int inputs, int32_t *index, int16_t *pair01, int16_t *pair23,
+                    QuadMap &quads)
+{
+    if (inputs < 4)
+        return false;
+    const int padded = (m.outputs + 15) & ~15;
+    for (int i = 0; i < padded; ++i) {
+        const int o = i < m.outputs ? i : m.outputs - 1;
+        const int32_t t = m.offset[o], taps = m.offset[o + 1] - t;
+        if (taps > 4)
+            return false;
+        // Four inputs from the first tap, or the row's last four when it ends sooner.
+        const int32_t start = m.begin[o] + 4 <= inputs ? m.begin[o] : inputs - 4;
+        int16_t w[4] = {0, 0, 0, 0};
+        for (int32_t k = 0; k < taps; ++k)
+            w[m.begin[o] - start + k] = m.weight[t + k];
+        index[i] = start;
+        pair01[2 * i] = w[0], pair01[2 * i + 1] = w[1];
+        pair23[2 * i] = w[2], pair23[2 * i + 1] = w[3];
+    }
+    quads = {m.outputs, inputs, index, pair01, pair23};
+    return true;
+}
+
+bool build_pair_map(const AxisMap &m, int inputs, const PairMapArrays &a, PairMap &pairs)
+{
+    if (inputs < 2)
+        return false;
+    const int padded = (m.outputs + 15) & ~15;
+    for (int i = 0; i < padded; ++i) {
+        const int o = i < m.outputs ? i : m.outputs - 1;
+        const int32_t t = m.offset[o], taps = m.offset[o + 1] - t;
+        if (taps > 2)
+            return false;
+        a.index[i] = m.begin[o];
+        a.weight[2 * i] = m.weight[t];
+        a.weight[2 * i + 1] = taps == 2 ? m.weight[t + 1] : 0;
+        if (taps == 1 && m.begin[o] + 1 >= inputs) {  // the last input: weight its left neighbour 0
+            a.index[i] = m.begin[o] - 1;
+            a.weight[2 * i] = 0;
+            a.weight[2 * i + 1] = m.weight[t];
+        }
+    }
+    // Groups of `size` outputs whose taps must lie within `span` inputs from their window; near
+    // the row's end the window ends on its last input instead (every tap is below inputs).
+    const auto groups = [&](int size, int span, int32_t *window, const auto &offsets) {
+        for (int g = 0; g < padded / size; ++g) {
+            const int32_t *idx = a.index + size * g;
+            int32_t lo = idx[0], hi = idx[0];
+            for (int k = 1; k < size; ++k)
+                lo = idx[k] < lo ? idx[k] : lo, hi = idx[k] > hi ? idx[k] : hi;
+            if (hi + 1 - lo > span - 1)
+                return false;
+            window[g] = lo + span <= inputs || inputs < span ? lo : inputs - span;
+            for (int k = 0; k < size; ++k)
+                offsets(size * g + k, 2 * (idx[k] - window[g]));
+        }
+        return true;
+    };
+    if (!groups(4, 8, a.window, [&](int i, int at) {
+            for (int b = 0; b < 4; ++b)
+                a.shuffle[4 * i + b] = static_cast<uint8_t>(at + b);
+        }))
+        return false;
+    const bool octets = groups(8, 16, a.window8, [&](int i, int at) {
+        const bool second = a.weight[2 * i + 1] > a.weight[2 * i];  // the heavier tap is the base
+        uint8_t *base = a.shuffle8 + 32 * (i / 8) + 2 * (i % 8), *other = base + 16;
+        base[0] = static_cast<uint8_t>(at + (second ? 2 : 0));
+        base[1] = static_cast<uint8_t>(base[0] + 1);
+        other[0] = static_cast<uint8_t>(at + (second ? 0 : 2));
+        other[1] = static_cast<uint8_t>(other[0] + 1);
+        a.coef[i] = static_cast<int16_t>(2 * a.weight[2 * i + (second ? 0 : 1)]);
+    });
+    pairs = {m.outputs,
+             inputs,
+             inputs >= 8 ? m.outputs & ~3 : 0,
+             octets && inputs >= 16 ? m.outputs & ~7 : 0,
+             a.index,
+             a.weight,
+             a.window,
+             a.shuffle,
+             a.window8,
+             a.shuffle8,
+             a.coef};
+    return true;
+}
+
+namespace {
+
+// horizontal: the map also gets the forms of the horizontal kernels (PairMap, QuadMap).
+Map make_map(Arena &arena, const AxisSpec &s, bool horizontal)
 {
     auto *begin = arena.take<int32_t>(static_cast<size_t>(s.outputs));
     auto *offset = arena.take<int32_t>(static_cast<size_t>(s.outputs) + 1);
     auto *weight = arena.take<int16_t>(max_taps(s));
+    const size_t padded =
+        horizontal ? (static_cast<size_t>(s.outputs) + 15) & ~size_t{15} : size_t{0};
+    PairMapArrays arrays;
+    arrays.index = arena.take<int32_t>(padded);
+    arrays.weight = arena.take<int16_t>(2 * padded);
+    arrays.window = arena.take<int32_t>(padded / 4);
+    arrays.shuffle = arena.take<uint8_t>(4 * padded);
+    arrays.window8 = arena.take<int32_t>(padded / 8);
+    arrays.shuffle8 = arena.take<uint8_t>(4 * padded);
+    arrays.coef = arena.take<int16_t>(padded);
+    auto *quad_index = arena.take<int32_t>(padded);
+    auto *pair01 = arena.take<int16_t>(2 * padded);
+    auto *pair23 = arena.take<int16_t>(2 * padded);
     Map m;
     m.axis = {s.outputs, begin, offset, weight};
     if (begin != nullptr) {
         build_axis(s, begin, offset, weight);
         m.identity = is_identity(s, begin, offset);
+        m.two_tap = horizontal && !m.identity && build_pair_map(m.axis, s.inputs, arrays, m.pairs);
+        m.four_tap = horizontal && !m.identity && !m.two_tap &&
+                     build_quad_map(m.axis, s.inputs, quad_index, pair01, pair23, m.quads);
     }
     return m;
 }
@@ -305,6 +425,7 @@ struct Group {
 
 struct Rows {
     int16_t *read[4];
+    int16_t *read_b[4];  // the second row of a two-tap vertical filter
     int32_t *acc[4];
     int16_t *vertical[4];
 };
@@ -325,30 +446,60 @@ void produce(const Table &t, const Group &g, const Rows &rows, int y, int16_t *c
              const int16_t *out[])
 {
     const AxisMap &ym = g.y.axis;
-    const int first = ym.begin[y];
-    for (int32_t k = ym.offset[y]; k < ym.offset[y + 1]; ++k) {
-        const uint8_t *src = row_at(g.base, g.stride, first + (k - ym.offset[y]));
+    const int first = ym.begin[y], taps = ym.offset[y + 1] - ym.offset[y];
+    const auto read = [&](const uint8_t *src, int16_t *const to[4]) {
         switch (g.reader) {
-        case Reader::U8: t.read_u8(src, g.width, rows.read[0]); break;
-        case Reader::U16Low10: t.read_u16_low10(src, g.width, rows.read[0]); break;
-        case Reader::U16High10: t.read_u16_high10(src, g.width, rows.read[0]); break;
-        case Reader::PairsU8: t.read_pairs_u8(src, g.width, rows.read[0], rows.read[1]); break;
-        case Reader::PairsU16High10:
-            t.read_pairs_u16_high10(src, g.width, rows.read[0], rows.read[1]);
-            break;
+        case Reader::U8: t.read_u8(src, g.width, to[0]); break;
+        case Reader::U16Low10: t.read_u16_low10(src, g.width, to[0]); break;
+        case Reader::U16High10: t.read_u16_high10(src, g.width, to[0]); break;
+        case Reader::PairsU8: t.read_pairs_u8(src, g.width, to[0], to[1]); break;
+        case Reader::PairsU16High10: t.read_pairs_u16_high10(src, g.width, to[0], to[1]); break;
         case Reader::Packed:
-            t.read_packed(src, g.width, g.packed, rows.read[0], rows.read[1], rows.read[2],
-                          rows.read[3]);
+            t.read_packed(src, g.width, g.packed, to[0], to[1], to[2], to[3]);
             break;
         }
+    };
+    if (taps == 1 && g.reader == Reader::U8 && g.x.two_tap && t.horizontal2_u8 != nullptr) {
+        // One 8-bit row at 2^14: its working-scale samples go straight into the filter.
+        t.horizontal2_u8(row_at(g.base, g.stride, first), g.x.pairs, buffers[0]);
+        out[0] = buffers[0];
+        return;
+    }
+    if (taps <= 2 && t.vertical2 != nullptr && t.vertical2_u8 != nullptr) {
+        // Weights summing to 2^14 over one or two rows: the two-row kernels give the same bytes
+        // without the 32-bit accumulator.
+        const uint8_t *a = row_at(g.base, g.stride, first);
+        const uint8_t *b = taps == 2 ? row_at(g.base, g.stride, first + 1) : a;
+        const int weight_b = taps == 2 ? ym.weight[ym.offset[y] + 1] : 0;
+        if (g.reader == Reader::U8) {
+            t.vertical2_u8(a, b, weight_b, g.width, rows.vertical[0]);
+        } else {
+            read(a, rows.read);
+            if (taps == 2)
+                read(b, rows.read_b);
+            for (int c = 0; c < g.channels; ++c)
+                t.vertical2(rows.read[c], taps == 2 ? rows.read_b[c] : rows.read[c], weight_b,
+                            g.depth, g.width, rows.vertical[c]);
+        }
+    } else {
+        for (int32_t k = ym.offset[y]; k < ym.offset[y + 1]; ++k) {
+            read(row_at(g.base, g.stride, first + (k - ym.offset[y])), rows.read);
+            for (int c = 0; c < g.channels; ++c)
+                t.vertical_accumulate(rows.acc[c], rows.read[c], ym.weight[k], g.width,
+                                      k == ym.offset[y] ? 1 : 0);
+        }
         for (int c = 0; c < g.channels; ++c)
-            t.vertical_accumulate(rows.acc[c], rows.read[c], ym.weight[k], g.width,
-                                  k == ym.offset[y] ? 1 : 0);
+            t.vertical_round(rows.acc[c], g.depth, g.width, rows.vertical[c]);
     }
     for (int c = 0; c < g.channels; ++c) {
-        t.vertical_round(rows.acc[c], g.depth, g.width, rows.vertical[c]);
         if (g.x.identity) {
             out[c] = rows.vertical[c];
+        } else if (g.x.two_tap && t.horizontal2 != nullptr) {
+            t.horizontal2(rows.vertical[c], g.x.pairs, buffers[c]);
+            out[c] = buffers[c];
+        } else if (g.x.four_tap && t.horizontal4 != nullptr) {
+            t.horizontal4(rows.vertical[c], g.x.quads, buffers[c]);
+            out[c] = buffers[c];
         } else {
             t.horizontal(rows.vertical[c], g.x.axis, buffers[c]);
             out[c] = buffers[c];
@@ -370,7 +521,23 @@ struct Plan {
     Rows rows{};
     int16_t *out[8]{};
     int16_t *neutral = nullptr;
+    // The chroma row last produced into out[1], out[2]: an enlarged chroma plane (nearest rows
+    // in the fast mode) hands the same taps to several rows in turn.
+    mutable int chroma_row = -1;
+    mutable const int16_t *chroma_got[2]{};
 };
+
+// Output rows a and b of a map read the same inputs with the same weights.
+bool same_taps(const AxisMap &m, int a, int b)
+{
+    const int32_t taps = m.offset[a + 1] - m.offset[a];
+    if (m.begin[a] != m.begin[b] || m.offset[b + 1] - m.offset[b] != taps)
+        return false;
+    for (int32_t k = 0; k < taps; ++k)
+        if (m.weight[m.offset[a] + k] != m.weight[m.offset[b] + k])
+            return false;
+    return true;
+}
 
 void plan_groups(const Job &j, Arena &arena, Plan &plan)
 {
@@ -381,6 +548,7 @@ void plan_groups(const Job &j, Arena &arena, Plan &plan)
     const int max_width = s.width;
     for (int c = 0; c < 4; ++c) {
         plan.rows.read[c] = arena.take<int16_t>(static_cast<size_t>(max_width));
+        plan.rows.read_b[c] = arena.take<int16_t>(static_cast<size_t>(max_width));
         plan.rows.acc[c] = arena.take<int32_t>(static_cast<size_t>(max_width));
         plan.rows.vertical[c] = arena.take<int16_t>(static_cast<size_t>(max_width));
     }
@@ -402,8 +570,8 @@ void plan_groups(const Job &j, Arena &arena, Plan &plan)
                    : s.format == OZMU_PIX_P010 ? Reader::U16High10
                                                : Reader::U16Low10;
     }
-    l.x = make_map(arena, plane_axis(s.width, dw));
-    l.y = make_map(arena, plane_axis(s.height, dh));
+    l.x = make_map(arena, plane_axis(s.width, dw), true);
+    l.y = make_map(arena, plane_axis(s.height, dh), false);
 
     if (!j.sf.yuv)
         return;
@@ -434,8 +602,8 @@ void plan_groups(const Job &j, Arena &arena, Plan &plan)
                        ? (j.sf.sample_bytes == 2 ? Reader::PairsU16High10 : Reader::PairsU8)
                        : l.reader;
         // Both planar chroma groups share one geometry.
-        g.x = k == 0 ? make_map(arena, xs) : plan.chroma[0].x;
-        g.y = k == 0 ? make_map(arena, ys) : plan.chroma[0].y;
+        g.x = k == 0 ? make_map(arena, xs, true) : plan.chroma[0].x;
+        g.y = k == 0 ? make_map(arena, ys, false) : plan.chroma[0].y;
     }
 }
 
@@ -447,7 +615,11 @@ void produce_chroma(const Table &t, const Job &j, const Plan &plan, int y, const
         return;
     }
     const int16_t *got[2];
-    if (plan.chroma_groups == 1) {
+    const bool keep = !plan.chroma[0].x.identity;  // results then stay in out[1], out[2]
+    if (keep && plan.chroma_row >= 0 && same_taps(plan.chroma[0].y.axis, plan.chroma_row, y)) {
+        got[0] = plan.chroma_got[0];
+        got[1] = plan.chroma_got[1];
+    } else if (plan.chroma_groups == 1) {
         produce(t, plan.chroma[0], plan.rows, y, &plan.out[1], got);
     } else {
         produce(t, plan.chroma[0], plan.rows, y, &plan.out[1], &got[0]);
@@ -458,6 +630,11 @@ void produce_chroma(const Table &t, const Job &j, const Plan &plan, int y, const
             got[0] = plan.out[1];
         }
         produce(t, plan.chroma[1], plan.rows, y, &plan.out[2], &got[1]);
+    }
+    if (keep) {
+        plan.chroma_row = y;
+        plan.chroma_got[0] = got[0];
+        plan.chroma_got[1] = got[1];
     }
     uv[0] = got[j.sf.swap_uv ? 1 : 0];
     uv[1] = got[j.sf.swap_uv ? 0 : 1];
@@ -525,6 +702,75 @@ void run_fused(FusedFn fused, const Job &j, int row_begin, int row_end)
         fused(row_at(s.plane[0], s.stride[0], y), c, m, d.width,
               row_at(d.plane[0], d.stride[0], y));
     }
+}
+
+// Unscaled packed RGB to I420 / NV12 two rows at a time (the same bytes as the staged path).
+bool fusable_to_yuv420(const Job &j)
+{
+    return !j.sf.yuv && j.df.yuv && j.src->width == j.dst->width && j.src->height == j.dst->height;
+}
+
+void run_packed_to_yuv420(const Table &t, const Job &j, int row_begin, int row_end)
+{
+    const ozmu_frame &s = *j.src, &d = *j.dst;
+    const RgbToYuv m = rgb_to_yuv_coefficients(j.opts.matrix, j.opts.dst_range);
+    const bool nv12 = d.format == OZMU_PIX_NV12;
+    const int left_siting = j.opts.siting == OZMU_SITING_LEFT ? 1 : 0;
+    for (int y = row_begin; y < row_end; y += 2) {  // row_begin is even
+        const int below = y + 1 < d.height ? y + 1 : y;
+        uint8_t *u = row_at(d.plane[1], d.stride[1], y / 2);
+        uint8_t *v = nv12 ? u + 1 : row_at(d.plane[2], d.stride[2], y / 2);
+        t.packed_to_yuv420(
+            row_at(s.plane[0], s.stride[0], y), row_at(s.plane[0], s.stride[0], below), j.sf.packed,
+            m, left_siting, d.width, row_at(d.plane[0], d.stride[0], y),
+            y + 1 < row_end ? row_at(d.plane[0], d.stride[0], y + 1) : nullptr, u, v, nv12 ? 2 : 1);
+    }
+}
+
+// 8-bit planar 4:2:0 to I420 halved exactly on every plane: each output the rounded mean of its
+// 2 x 2 inputs, which is what the area maps (8192, 8192 on both axes) give.
+bool halvable(const Job &j)
+{
+    const int dw = j.dst->width, dh = j.dst->height;
+    return j.sf.yuv && j.sf.sub_x == 2 && j.sf.sub_y == 2 && j.sf.sample_bytes == 1 &&
+           !j.sf.interleaved && j.dst->format == OZMU_PIX_I420 && j.src->width == 2 * dw &&
+           j.src->height == 2 * dh && (dw & 1) == 0 && (dh & 1) == 0;
+}
+
+void run_halved(const Table &t, const Job &j, int row_begin, int row_end)
+{
+    const ozmu_frame &s = *j.src, &d = *j.dst;
+    for (int y = row_begin; y < row_end; ++y) {
+        t.box2_u8(row_at(s.plane[0], s.stride[0], 2 * y),
+                  row_at(s.plane[0], s.stride[0], 2 * y + 1), d.width,
+                  row_at(d.plane[0], d.stride[0], y));
+        if ((y & 1) != 0)
+            continue;
+        for (int p = 1; p < 3; ++p) {
+            const int sp = j.sf.swap_uv ? 3 - p : p;
+            t.box2_u8(row_at(s.plane[sp], s.stride[sp], y),
+                      row_at(s.plane[sp], s.stride[sp], y + 1), d.width / 2,
+                      row_at(d.plane[p], d.stride[p], y / 2));
+        }
+    }
+}
+
+// Unscaled P010 to 3- or 4-byte RGB in the fast chroma mode, one kernel a row (the staged bytes).
+bool fusable_p010(const Job &j)
+{
+    return j.src->format == OZMU_PIX_P010 && !j.df.yuv && j.df.packed.bytes >= 3 &&
+           j.opts.chroma == OZMU_CHROMA_FAST && j.src->width == j.dst->width &&
+           j.src->height == j.dst->height;
+}
+
+void run_p010_fast(const Table &t, const Job &j, int row_begin, int row_end)
+{
+    const ozmu_frame &s = *j.src, &d = *j.dst;
+    const YuvToRgb m = yuv_to_rgb_coefficients(j.opts.matrix, j.opts.src_range);
+    for (int y = row_begin; y < row_end; ++y)
+        t.p010_fast_to_packed(row_at(s.plane[0], s.stride[0], y),
+                              row_at(s.plane[1], s.stride[1], y / 2), m, j.df.packed, d.width,
+                              row_at(d.plane[0], d.stride[0], y));
 }
 
 void run(const Table &t, const Job &j, const Plan &plan, int row_begin, int row_end)
@@ -762,6 +1008,18 @@ int ozmu::frame::convert(const Table &table, const ozmu_frame *src, const ozmu_f
             run_fused(e.yuv420_to, j, row_begin, row_end);
             return OZMU_OK;
         }
+    }
+    if (fusable_p010(j) && table.p010_fast_to_packed != nullptr) {
+        run_p010_fast(table, j, row_begin, row_end);
+        return OZMU_OK;
+    }
+    if (fusable_to_yuv420(j) && table.packed_to_yuv420 != nullptr) {
+        run_packed_to_yuv420(table, j, row_begin, row_end);
+        return OZMU_OK;
+    }
+    if (halvable(j) && table.box2_u8 != nullptr) {
+        run_halved(table, j, row_begin, row_end);
+        return OZMU_OK;
     }
     Plan sizing;
     Arena measure(nullptr);

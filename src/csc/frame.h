@@ -14,7 +14,15 @@
 // quarters) stays exact and 16x16->32 multiply-adds cover every product.
 //
 // Unscaled 8-bit 4:2:0 to packed RGB skips the stages: one fused kernel a row (yuv420_to_*), equal
-// to them byte for byte.
+// to them byte for byte. So does unscaled packed RGB to 4:2:0, two rows at a time
+// (packed_to_yuv420: two source rows to their two Y rows and one chroma row), and unscaled P010 to
+// 3- or 4-byte RGB in the fast chroma mode (p010_fast_to_packed: a luma row and its chroma row).
+//
+// Specialised stages of scaled conversions, each equal to the general ones byte for byte: rows
+// with one or two vertical taps blend straight to the working scale (vertical2, vertical2_u8),
+// maps of at most two taps an output run through a precomputed PairMap (horizontal2, and
+// horizontal2_u8 for one 8-bit row of one vertical tap), and exact 2:1 reductions of 8-bit 4:2:0
+// to I420 are one kernel a row (box2_u8).
 //
 // ozmu::ref holds the portable kernels; vector tiers install their own versions of any entry
 // through frame::table_for(), and the driver never names a version.
@@ -27,9 +35,9 @@
 
 namespace ozmu::frame {
 
-inline constexpr int kWorkShift8 = 6;               // working scale = 8-bit code << 6
-inline constexpr int kRgbShift = 5;  // YUV to RGB terms are in 1/32 of an 8-bit code
-inline constexpr int kQ = 14;                       // filter weights sum to 1 << kQ
+inline constexpr int kWorkShift8 = 6;  // working scale = 8-bit code << 6
+inline constexpr int kRgbShift = 5;    // YUV to RGB terms are in 1/32 of an 8-bit code
+inline constexpr int kQ = 14;          // filter weights sum to 1 << kQ
 inline constexpr int kMaxSize = 16384;
 
 // Taps of one resampling axis: output i reads count(i) consecutive inputs from begin[i] with
@@ -39,6 +47,46 @@ struct AxisMap {
     const int32_t *begin;
     const int32_t *offset;  // outputs + 1 entries
     const int16_t *weight;
+};
+
+// An axis whose every output reads at most two neighbouring inputs (bilinear, nearest, an exact
+// 2:1 area), precomputed for the two-tap kernels: output i is
+// (weight[2i] * in[index[i]] + weight[2i + 1] * in[index[i] + 1] + 2^13) >> 14, with
+// index[i] + 1 < inputs (a one-tap output weights a neighbour 0). For vector gathers, outputs
+// come in groups of four: group g's taps lie within the 8 inputs from window[g], and shuffle[16 g
+// ..] are the byte offsets of its four (in[index], in[index + 1]) pairs in those 16 bytes. The
+// first `vector_outputs` outputs (the whole groups; none when inputs < 8) have windows inside the
+// row. For blends in 16-bit lanes, the same in groups of eight (`octet_outputs`, none when
+// inputs < 16): 16 inputs from window8[g]; shuffle8[32 g ..] holds the byte offsets of each
+// output's base tap (its heavier one), then of its other tap; output i is
+// base + ((coef[i] (other - base) + 2^14) >> 15), coef[i] twice the other tap's weight (at most
+// 2^14 - 1 as it is the lighter one). Arrays are padded to a multiple of 16 outputs.
+struct PairMap {
+    int outputs, inputs, vector_outputs, octet_outputs;
+    const int32_t *index;
+    const int16_t *weight;
+    const int32_t *window;
+    const uint8_t *shuffle;
+    const int32_t *window8;
+    const uint8_t *shuffle8;
+    const int16_t *coef;
+};
+
+// Writable arrays for a PairMap of `outputs` outputs, padded as it says.
+struct PairMapArrays {
+    int32_t *index, *window, *window8;
+    int16_t *weight, *coef;
+    uint8_t *shuffle, *shuffle8;
+};
+
+// An axis whose every output reads at most four neighbouring inputs (area reductions below 3:1 and
+// at exactly 3:1): output i is (sum over k < 4 of w_k in[index[i] + k] + 2^13) >> 14, with
+// (w0, w1) = pair01[2i ..], (w2, w3) = pair23[2i ..] and index[i] + 3 < inputs (unused taps
+// weigh 0). Arrays are padded to a multiple of 16 outputs.
+struct QuadMap {
+    int outputs, inputs;
+    const int32_t *index;
+    const int16_t *pair01, *pair23;
 };
 
 // Byte positions of the channels of a packed RGB pixel; alpha < 0: none.
@@ -104,12 +152,25 @@ struct Chroma420Rows {
     void vertical_accumulate(int32_t *acc, const int16_t *row, int weight, int n, int first);      \
     void vertical_round(const int32_t *acc, int shift, int n, int16_t *out);                       \
     void horizontal(const int16_t *in, const frame::AxisMap &map, int16_t *out);                   \
+    void vertical2(const int16_t *a, const int16_t *b, int weight_b, int shift, int n,             \
+                   int16_t *out);                                                                  \
+    void vertical2_u8(const uint8_t *a, const uint8_t *b, int weight_b, int n, int16_t *out);      \
+    void horizontal2(const int16_t *in, const frame::PairMap &map, int16_t *out);                  \
+    void box2_u8(const uint8_t *a, const uint8_t *b, int n, uint8_t *out);                         \
+    void horizontal2_u8(const uint8_t *in, const frame::PairMap &map, int16_t *out);               \
+    void horizontal4(const int16_t *in, const frame::QuadMap &map, int16_t *out);                  \
     void store_u8(const int16_t *in, int n, uint8_t *out, ptrdiff_t step);                         \
     void rgb_to_y(const int16_t *r, const int16_t *g, const int16_t *b, const frame::RgbToYuv &m,  \
                   int n, uint8_t *y);                                                              \
     void rgb_to_uv(const int16_t *const rgb0[3], const int16_t *const rgb1[3],                     \
                    const frame::RgbToYuv &m, int left_siting, int n, uint8_t *u, uint8_t *v,       \
                    ptrdiff_t step);                                                                \
+    void packed_to_yuv420(const uint8_t *row0, const uint8_t *row1,                                \
+                          const frame::PackedLayout &layout, const frame::RgbToYuv &m,             \
+                          int left_siting, int n, uint8_t *y0, uint8_t *y1, uint8_t *u,            \
+                          uint8_t *v, ptrdiff_t step);                                             \
+    void p010_fast_to_packed(const uint8_t *y, const uint8_t *uv, const frame::YuvToRgb &m,        \
+                             const frame::PackedLayout &layout, int n, uint8_t *dst);              \
     OZMU_FRAME_PACKED_LIST(OZMU_FRAME_DECLARE_PACKED)
 
 }  // namespace ozmu::frame
@@ -133,9 +194,17 @@ namespace ozmu::frame {
     OZMU_FRAME_ENTRY(vertical_accumulate)                                                          \
     OZMU_FRAME_ENTRY(vertical_round)                                                               \
     OZMU_FRAME_ENTRY(horizontal)                                                                   \
+    OZMU_FRAME_ENTRY(vertical2)                                                                    \
+    OZMU_FRAME_ENTRY(vertical2_u8)                                                                 \
+    OZMU_FRAME_ENTRY(horizontal2)                                                                  \
+    OZMU_FRAME_ENTRY(box2_u8)                                                                      \
+    OZMU_FRAME_ENTRY(horizontal2_u8)                                                               \
+    OZMU_FRAME_ENTRY(horizontal4)                                                                  \
     OZMU_FRAME_ENTRY(store_u8)                                                                     \
     OZMU_FRAME_ENTRY(rgb_to_y)                                                                     \
     OZMU_FRAME_ENTRY(rgb_to_uv)                                                                    \
+    OZMU_FRAME_ENTRY(packed_to_yuv420)                                                             \
+    OZMU_FRAME_ENTRY(p010_fast_to_packed)                                                          \
     OZMU_FRAME_PACKED_LIST(OZMU_FRAME_PACKED_ENTRY)
 
 struct Table {
@@ -152,6 +221,15 @@ const Table &table();
 int convert(const Table &table, const ozmu_frame *src, const ozmu_frame *dst,
             const ozmu_convert_opts *opts);
 
+// The two-tap form of an axis map with `inputs` inputs into arrays sized for its outputs rounded
+// up to 16, or false when an output has more than two taps or a group spans more than 8 inputs.
+bool build_pair_map(const AxisMap &map, int inputs, const PairMapArrays &arrays, PairMap &pairs);
+
+// The four-tap form of an axis map into arrays sized for its outputs rounded up to 16, or false
+// when an output has more than four taps or the row fewer than four inputs.
+bool build_quad_map(const AxisMap &map, int inputs, int32_t *index, int16_t *pair01,
+                    int16_t *pair23, QuadMap &quads);
+
 // Coefficients of one matrix and range, as the driver and the tests use them.
 YuvToRgb yuv_to_rgb_coefficients(int matrix, int full_range);
 RgbToYuv rgb_to_yuv_coefficients(int matrix, int full_range);
@@ -167,17 +245,25 @@ OZMU_SHARED_INLINE constexpr uint8_t clamp_u8(int32_t v)
 #if OZMU_HAVE_X86_TIERS
 namespace ozmu::ssse3 {
 void install_frame(frame::Table &);
-}
+void install_frame_resample(frame::Table &);
+void install_frame_io(frame::Table &);  // row reads and stores, RGB to YUV, fused P010
+}  // namespace ozmu::ssse3
 namespace ozmu::avx2 {
 void install_frame(frame::Table &);
-}
+void install_frame_resample(frame::Table &);
+void install_frame_io(frame::Table &);  // row reads and stores, RGB to YUV, fused P010
+}  // namespace ozmu::avx2
 namespace ozmu::avx512 {
 void install_frame(frame::Table &);
-}
+void install_frame_resample(frame::Table &);
+void install_frame_io(frame::Table &);  // row reads and stores, RGB to YUV, fused P010
+}  // namespace ozmu::avx512
 #endif
 
 #if OZMU_HAVE_NEON
 namespace ozmu::neon {
 void install_frame(frame::Table &);
-}
+void install_frame_resample(frame::Table &);
+void install_frame_io(frame::Table &);  // row reads and stores, RGB to YUV, fused P010
+}  // namespace ozmu::neon
 #endif

@@ -193,6 +193,63 @@ void horizontal(const int16_t *in, const AxisMap &map, int16_t *out)
     }
 }
 
+// vertical_accumulate over rows a and b, weighted 2^14 - weight_b and weight_b, then
+// vertical_round by `shift`.
+void vertical2(const int16_t *a, const int16_t *b, int weight_b, int shift, int n, int16_t *out)
+{
+    const int32_t weight_a = (1 << frame::kQ) - weight_b, half = 1 << (shift - 1);
+    for (int x = 0; x < n; ++x)
+        out[x] = static_cast<int16_t>((weight_a * a[x] + weight_b * b[x] + half) >> shift);
+}
+
+// read_u8 of both rows, then vertical2 with shift 8.
+void vertical2_u8(const uint8_t *a, const uint8_t *b, int weight_b, int n, int16_t *out)
+{
+    const int32_t weight_a = (1 << frame::kQ) - weight_b;
+    for (int x = 0; x < n; ++x)
+        out[x] = static_cast<int16_t>((weight_a * a[x] + weight_b * b[x] + 128) >> 8);
+}
+
+// horizontal over a map of at most two taps an output.
+void horizontal2(const int16_t *in, const frame::PairMap &map, int16_t *out)
+{
+    for (int i = 0; i < map.outputs; ++i) {
+        const int16_t *src = in + map.index[i];
+        const int32_t sum = map.weight[2 * i] * src[0] + map.weight[2 * i + 1] * src[1];
+        out[i] = static_cast<int16_t>((sum + (1 << (frame::kQ - 1))) >> frame::kQ);
+    }
+}
+
+// horizontal over a map of at most four taps an output.
+void horizontal4(const int16_t *in, const frame::QuadMap &map, int16_t *out)
+{
+    for (int i = 0; i < map.outputs; ++i) {
+        const int16_t *src = in + map.index[i];
+        const int32_t sum = map.pair01[2 * i] * src[0] + map.pair01[2 * i + 1] * src[1] +
+                            map.pair23[2 * i] * src[2] + map.pair23[2 * i + 1] * src[3];
+        out[i] = static_cast<int16_t>((sum + (1 << (frame::kQ - 1))) >> frame::kQ);
+    }
+}
+
+// horizontal2 over an 8-bit row on the working scale (in[x] << 6: one vertical tap of 2^14).
+void horizontal2_u8(const uint8_t *in, const frame::PairMap &map, int16_t *out)
+{
+    for (int i = 0; i < map.outputs; ++i) {
+        const uint8_t *src = in + map.index[i];
+        const int32_t sum = (map.weight[2 * i] * src[0] + map.weight[2 * i + 1] * src[1])
+                            << frame::kWorkShift8;
+        out[i] = static_cast<int16_t>((sum + (1 << (frame::kQ - 1))) >> frame::kQ);
+    }
+}
+
+// An exact 2:1 area reduction of two 8-bit rows to 8 bits: the staged path's bytes there, since
+// both maps weigh 8192, 8192 (vertical 32 (a + b), horizontal 16 s, store (s + 2) >> 2).
+void box2_u8(const uint8_t *a, const uint8_t *b, int n, uint8_t *out)
+{
+    for (int i = 0; i < n; ++i)
+        out[i] = static_cast<uint8_t>((a[2 * i] + a[2 * i + 1] + b[2 * i] + b[2 * i + 1] + 2) >> 2);
+}
+
 void store_u8(const int16_t *in, int n, uint8_t *out, ptrdiff_t step)
 {
     for (int x = 0; x < n; ++x, out += step)
@@ -230,6 +287,57 @@ void rgb_to_uv(const int16_t *const rgb0[3], const int16_t *const rgb1[3], const
         }
         *u = clamp_u8((m.ur * sum[0] + m.ug * sum[1] + m.ub * sum[2] + bias) >> 18);
         *v = clamp_u8((m.vr * sum[0] + m.vg * sum[1] + m.vb * sum[2] + bias) >> 18);
+    }
+}
+
+// Unscaled packed RGB to 4:2:0, two source rows at a time: the staged path's rgb_to_y and
+// rgb_to_uv on the bytes themselves (an identity map carries a byte b to 64 b, which rounds back
+// to b). y1 may be null: row1 then only feeds the chroma (the last row of an odd height, or of a
+// band that ends on an odd row).
+void packed_to_yuv420(const uint8_t *row0, const uint8_t *row1, const PackedLayout &layout,
+                      const RgbToYuv &m, int left_siting, int n, uint8_t *y0, uint8_t *y1,
+                      uint8_t *u, uint8_t *v, ptrdiff_t step)
+{
+    const int bytes = layout.bytes, at[3] = {layout.r, layout.g, layout.b};
+    const int32_t y_bias = (m.y_offset << 15) + (1 << 14);
+    for (int r = 0; r < 2; ++r) {
+        const uint8_t *src = r == 0 ? row0 : row1;
+        uint8_t *y = r == 0 ? y0 : y1;
+        for (int x = 0; y != nullptr && x < n; ++x, src += bytes)
+            y[x] = clamp_u8((m.yr * src[at[0]] + m.yg * src[at[1]] + m.yb * src[at[2]] + y_bias) >>
+                            15);
+    }
+    const int32_t bias = (128 << 18) + (1 << 17);
+    const int chroma = (n + 1) / 2;
+    for (int k = 0; k < chroma; ++k, u += step, v += step) {
+        const ptrdiff_t x0 = 2 * k, x1 = 2 * k + 1 < n ? 2 * k + 1 : n - 1,
+                        xl = 2 * k > 0 ? 2 * k - 1 : 0;
+        int32_t sum[3];
+        for (int c = 0; c < 3; ++c) {
+            const auto s = [&](ptrdiff_t x) {
+                return row0[x * bytes + at[c]] + row1[x * bytes + at[c]];
+            };
+            sum[c] = left_siting != 0 ? s(xl) + 2 * s(x0) + s(x1) : 2 * (s(x0) + s(x1));
+        }
+        *u = clamp_u8((m.ur * sum[0] + m.ug * sum[1] + m.ub * sum[2] + bias) >> 18);
+        *v = clamp_u8((m.vr * sum[0] + m.vg * sum[1] + m.vb * sum[2] + bias) >> 18);
+    }
+}
+
+// Unscaled P010 to packed RGB, fast chroma: pixel x takes chroma pair x / 2 of its row; samples
+// on the working scale are 16 times the 10-bit codes, as the staged path has them.
+void p010_fast_to_packed(const uint8_t *y, const uint8_t *uv, const YuvToRgb &m,
+                         const PackedLayout &layout, int n, uint8_t *dst)
+{
+    const auto work = [](const uint8_t *p) { return static_cast<int16_t>((word_at(p) >> 6) << 4); };
+    for (int x = 0; x < n; ++x, dst += layout.bytes) {
+        const uint8_t *c = uv + 4 * static_cast<ptrdiff_t>(x >> 1);
+        const Rgb8 px = yuv_pixel(work(y + 2 * static_cast<ptrdiff_t>(x)), work(c), work(c + 2), m);
+        dst[layout.r] = px.r;
+        dst[layout.g] = px.g;
+        dst[layout.b] = px.b;
+        if (layout.a >= 0)
+            dst[layout.a] = 255;
     }
 }
 

@@ -560,7 +560,7 @@ constexpr Case kCases[] = {
     {OZMU_PIX_I420, OZMU_PIX_RGBA, 17, 9, 17, 9},   {OZMU_PIX_P010, OZMU_PIX_BGRA, 8, 6, 8, 6},
     {OZMU_PIX_NV12, OZMU_PIX_RGB24, 21, 11, 9, 17}, {OZMU_PIX_BGRA, OZMU_PIX_I420, 13, 9, 13, 9},
     {OZMU_PIX_RGBA, OZMU_PIX_NV12, 30, 20, 11, 7},  {OZMU_PIX_I010, OZMU_PIX_I420, 16, 16, 7, 5},
-    {OZMU_PIX_I444, OZMU_PIX_RGB565, 5, 3, 5, 3},
+    {OZMU_PIX_I444, OZMU_PIX_RGB565, 5, 3, 5, 3},   {OZMU_PIX_YV12, OZMU_PIX_I420, 40, 20, 20, 10},
 };
 
 std::vector<uint8_t> convert_with(const ozmu::frame::Table &t, const Case &c, bool negative,
@@ -635,6 +635,26 @@ TEST(Frame, FusedRowsEqualTheStagedDefinition)
     const Case c565{OZMU_PIX_NV21, OZMU_PIX_RGB565, 11, 5, 11, 5};
     EXPECT_EQ(convert_with(fused, c565, false, 0, 0, 2),
               convert_with(staged, c565, false, 0, 0, 2));
+    // P010 in the fast chroma mode, one row at a time.
+    staged.p010_fast_to_packed = nullptr;
+    for (const PackedFormat &pf : kPacked)
+        for (const auto &sz : sizes) {
+            const Case c{OZMU_PIX_P010, pf.format, sz[0], sz[1], sz[0], sz[1]};
+            EXPECT_EQ(convert_with(fused, c, true, 0, 0, 1), convert_with(staged, c, true, 0, 0, 1))
+                << "P010->" << pf.format << " " << sz[0] << "x" << sz[1];
+        }
+    // Packed RGB to 4:2:0, two rows at a time; bands ending on an odd row write one Y row.
+    staged.packed_to_yuv420 = nullptr;
+    for (const PackedFormat &pf : kPacked)
+        for (int df : {OZMU_PIX_I420, OZMU_PIX_NV12})
+            for (const auto &sz : sizes)
+                for (int mode = 0; mode < 4; mode += 2) {
+                    const Case c{pf.format, df, sz[0], sz[1], sz[0], sz[1]};
+                    const int end = sz[1] > 2 ? 3 : 0;
+                    EXPECT_EQ(convert_with(fused, c, mode == 2, 0, end, mode),
+                              convert_with(staged, c, mode == 2, 0, end, mode))
+                        << pf.format << "->" << df << " " << sz[0] << "x" << sz[1];
+                }
 }
 
 // A 4:2:0 source of odd height to a packed destination through the fused rows: random samples
@@ -706,6 +726,344 @@ TEST(Frame, EveryTierMatchesTheReference)
     }
     if (compared == 0)
         GTEST_SKIP() << "no tier on this CPU has frame kernels of its own";
+}
+
+// ---- Row kernels, one version at a time ---------------------------------------------------------
+
+// Bytes of a source row flush against an inaccessible page (a read past the row faults).
+struct GuardedRow {
+    ozmu::test::PageGuardedBuffer buffer;
+    GuardedRow(Rng &rng, ozmu::test::Pattern pattern, size_t count, int sample_bytes, int64_t lo,
+               int64_t hi)
+        : buffer(count * static_cast<size_t>(sample_bytes))
+    {
+        ozmu::test::fill_pattern(rng, pattern, buffer.data(), count, sample_bytes, lo, hi);
+    }
+    const uint8_t *bytes() { return buffer.data(); }
+    const int16_t *words() { return reinterpret_cast<const int16_t *>(buffer.data()); }
+};
+
+// Destination rows of `count` samples followed by guard samples; all of it is compared.
+template <class T>
+struct Outputs {
+    static constexpr int kGuard = 24;
+    std::vector<std::vector<T>> rows;
+    Outputs(int n, size_t count) : rows(n, std::vector<T>(count + kGuard, T(0x5A))) {}
+    T *operator[](int i) { return rows[i].data(); }
+    std::vector<uint8_t> bytes() const
+    {
+        std::vector<uint8_t> all;
+        for (const auto &r : rows) {
+            const auto *b = reinterpret_cast<const uint8_t *>(r.data());
+            all.insert(all.end(), b, b + r.size() * sizeof(T));
+        }
+        return all;
+    }
+};
+
+// Every version of one table entry against the reference on the same inputs: every width up to
+// two of the widest steps and one more, then a 1080p line, each sample pattern (random, minima,
+// maxima, alternating and random extremes). run(fn, width, pattern, rng) returns every byte the
+// call may have touched, guards included.
+template <class Fn, class Run>
+void check_rows(const char *name, Fn ozmu::frame::Table::*entry, Run run)
+{
+    const Fn reference = ozmu::frame::table_for(0).*entry;
+    for (const auto &version : ozmu::test::versions(&ozmu::frame::table_for, entry))
+        for (int w : ozmu::test::tail_widths(66, {1920}))
+            for (ozmu::test::Pattern pattern : ozmu::test::kAllPatterns) {
+                const uint64_t stream = static_cast<uint64_t>(w) * 8 + static_cast<int>(pattern);
+                Rng a(stream), b(stream);
+                ASSERT_EQ(run(reference, w, pattern, a), run(version.fn, w, pattern, b))
+                    << name << " " << version.tier << " width " << w << " pattern "
+                    << static_cast<int>(pattern);
+            }
+}
+
+TEST(Frame, RowKernelsOfEveryTierMatchTheReference)
+{
+    using ozmu::frame::Table;
+    using ozmu::test::Pattern;
+    constexpr int16_t kWorkMax = 255 << 6;
+    // Working-scale rows: random values around the legal range, or int16's extremes.
+    const auto work_row = [](Rng &rng, Pattern p, int n) {
+        const bool random = p == Pattern::Random;
+        return GuardedRow(rng, p, static_cast<size_t>(n), 2, random ? -600 : -32768,
+                          random ? kWorkMax + 600 : 32767);
+    };
+    check_rows("read_u8", &Table::read_u8, [](auto fn, int n, Pattern p, Rng &rng) {
+        GuardedRow src(rng, p, size_t(n), 1, 0, 255);
+        Outputs<int16_t> out(1, size_t(n));
+        fn(src.bytes(), n, out[0]);
+        return out.bytes();
+    });
+    for (auto entry : {&Table::read_u16_low10, &Table::read_u16_high10})
+        check_rows("read_u16", entry, [](auto fn, int n, Pattern p, Rng &rng) {
+            GuardedRow src(rng, p, size_t(n), 2, 0, 65535);
+            Outputs<int16_t> out(1, size_t(n));
+            fn(src.bytes(), n, out[0]);
+            return out.bytes();
+        });
+    for (auto entry : {&Table::read_pairs_u8, &Table::read_pairs_u16_high10})
+        check_rows("read_pairs", entry, [entry](auto fn, int n, Pattern p, Rng &rng) {
+            const bool wide = entry == &Table::read_pairs_u16_high10;
+            GuardedRow src(rng, p, size_t(2 * n), wide ? 2 : 1, 0, wide ? 65535 : 255);
+            Outputs<int16_t> out(2, size_t(n));
+            fn(src.bytes(), n, out[0], out[1]);
+            return out.bytes();
+        });
+    for (const PackedFormat &pf : kPacked) {
+        if (pf.format == OZMU_PIX_RGB565)
+            continue;
+        const ozmu::frame::PackedLayout layout{pf.bytes, pf.r, pf.g, pf.b, pf.a};
+        check_rows("read_packed", &Table::read_packed,
+                   [layout](auto fn, int n, Pattern p, Rng &rng) {
+                       GuardedRow src(rng, p, size_t(n) * layout.bytes, 1, 0, 255);
+                       Outputs<int16_t> out(4, size_t(n));
+                       fn(src.bytes(), n, layout, out[0], out[1], out[2], out[3]);
+                       return out.bytes();
+                   });
+        check_rows("p010_fast_to_packed", &Table::p010_fast_to_packed,
+                   [layout](auto fn, int n, Pattern p, Rng &rng) {
+                       GuardedRow y(rng, p, size_t(n), 2, 0, 65535),
+                           uv(rng, p, size_t(n + 1) / 2 * 2, 2, 0, 65535);
+                       const auto m =
+                           ozmu::frame::yuv_to_rgb_coefficients(rng.range(0, 2), rng.range(0, 1));
+                       Outputs<uint8_t> out(1, size_t(n) * layout.bytes);
+                       fn(y.bytes(), uv.bytes(), m, layout, n, out[0]);
+                       return out.bytes();
+                   });
+        // Two source rows to Y, Y (or none) and chroma, planar or pairs, each matrix, range and
+        // siting.
+        check_rows("packed_to_yuv420", &Table::packed_to_yuv420,
+                   [layout](auto fn, int n, Pattern p, Rng &rng) {
+                       GuardedRow row0(rng, p, size_t(n) * layout.bytes, 1, 0, 255),
+                           row1(rng, p, size_t(n) * layout.bytes, 1, 0, 255);
+                       const int matrix = rng.range(0, 2), full = rng.range(0, 1);
+                       const int left = rng.range(0, 1), pairs = rng.range(0, 1);
+                       const auto m = ozmu::frame::rgb_to_yuv_coefficients(matrix, full);
+                       Outputs<uint8_t> out(4, size_t(n));
+                       uint8_t *v = pairs ? out[2] + 1 : out[3];
+                       fn(row0.bytes(), row1.bytes(), layout, m, left, n, out[0],
+                          rng.coin() ? out[1] : nullptr, out[2], v, pairs ? 2 : 1);
+                       return out.bytes();
+                   });
+    }
+    check_rows("store_u8", &Table::store_u8, [&](auto fn, int n, Pattern p, Rng &rng) {
+        GuardedRow in = work_row(rng, p, n);
+        const int step = rng.range(1, 2);
+        Outputs<uint8_t> out(1, size_t(2 * n));
+        fn(in.words(), n, out[0], step);
+        return out.bytes();
+    });
+    check_rows("rgb_to_y", &Table::rgb_to_y, [&](auto fn, int n, Pattern p, Rng &rng) {
+        GuardedRow r = work_row(rng, p, n), g = work_row(rng, p, n), b = work_row(rng, p, n);
+        const auto m = ozmu::frame::rgb_to_yuv_coefficients(rng.range(0, 2), rng.range(0, 1));
+        Outputs<uint8_t> out(1, size_t(n));
+        fn(r.words(), g.words(), b.words(), m, n, out[0]);
+        return out.bytes();
+    });
+    check_rows("rgb_to_uv", &Table::rgb_to_uv, [&](auto fn, int n, Pattern p, Rng &rng) {
+        GuardedRow r0 = work_row(rng, p, n), g0 = work_row(rng, p, n), b0 = work_row(rng, p, n);
+        GuardedRow r1 = work_row(rng, p, n), g1 = work_row(rng, p, n), b1 = work_row(rng, p, n);
+        const int16_t *const top[3] = {r0.words(), g0.words(), b0.words()};
+        const int16_t *const bottom[3] = {r1.words(), g1.words(), b1.words()};
+        const auto m = ozmu::frame::rgb_to_yuv_coefficients(rng.range(0, 2), rng.range(0, 1));
+        const int left = rng.range(0, 1), pairs = rng.range(0, 1);
+        Outputs<uint8_t> out(2, size_t(n + 1));
+        fn(top, bottom, m, left, n, out[0], pairs ? out[0] + 1 : out[1], pairs ? 2 : 1);
+        return out.bytes();
+    });
+}
+
+// An axis of `out` outputs over `in` inputs as the driver builds them: kind 0 bilinear
+// (centre-aligned, edges clamped to one tap), 1 nearest, 2 area (2:1 exactly gives two taps).
+struct TestAxis {
+    std::vector<int32_t> begin, offset, index, window, window8;
+    std::vector<int16_t> weight, pairs, coef;
+    std::vector<uint8_t> shuffle, shuffle8;
+    ozmu::frame::PairMap map{};
+    bool two_tap = false;
+
+    TestAxis(int in, int out, int kind)
+    {
+        const size_t padded = (size_t(out) + 15) & ~size_t{15};
+        index.resize(padded), window.resize(padded / 4), pairs.resize(2 * padded);
+        shuffle.resize(4 * padded), window8.resize(padded / 8), shuffle8.resize(4 * padded);
+        coef.resize(padded);
+        for (int i = 0; i < out; ++i) {
+            offset.push_back(int32_t(weight.size()));
+            if (kind == 2) {
+                const int per = in / out;
+                begin.push_back(i * per);
+                for (int k = 0; k < per; ++k)
+                    weight.push_back(int16_t(16384 / per));
+                continue;
+            }
+            const int64_t num = (2 * int64_t{i} + 1) * in - out;
+            const int64_t pos =
+                kind == 1 ? (num + out) / (2 * out) * 16384 : num * 16384 / (2 * out);
+            const int whole = int(pos >> 14), frac = int(pos & 16383);
+            const int i0 = std::clamp(whole, 0, in - 1), i1 = std::clamp(whole + 1, 0, in - 1);
+            begin.push_back(i0);
+            if (frac == 0 || i0 == i1) {
+                weight.push_back(16384);
+            } else {
+                weight.push_back(int16_t(16384 - frac));
+                weight.push_back(int16_t(frac));
+            }
+        }
+        offset.push_back(int32_t(weight.size()));
+        const ozmu::frame::AxisMap axis{out, begin.data(), offset.data(), weight.data()};
+        const ozmu::frame::PairMapArrays arrays{index.data(),   window.data(), window8.data(),
+                                                pairs.data(),   coef.data(),   shuffle.data(),
+                                                shuffle8.data()};
+        two_tap = ozmu::frame::build_pair_map(axis, in, arrays, map);
+    }
+};
+
+// The two-row blends and the two-tap horizontal filter of every tier against the reference (the
+// blends on legal samples: 0 .. 2^shift - 1 for the rows, weights 0 .. 2^14), and the driver's
+// scaled paths with and without them.
+TEST(Frame, ResamplingKernelsOfEveryTierMatchTheReference)
+{
+    using ozmu::frame::Table;
+    using ozmu::test::Pattern;
+    const auto weight = [](Rng &rng) {
+        const int special[] = {0, 1, 8192, 16383, 16384};
+        const int pick = rng.range(0, 6);
+        return pick < 5 ? special[pick] : rng.range(0, 16384);
+    };
+    check_rows("vertical2", &Table::vertical2, [&](auto fn, int n, Pattern p, Rng &rng) {
+        const int shift = rng.coin() ? 8 : 10, top = (1 << shift) - 1;
+        GuardedRow a(rng, p, size_t(n), 2, 0, top),
+            b(rng, rng.coin() ? p : Pattern::Random, size_t(n), 2, 0, top);
+        Outputs<int16_t> out(1, size_t(n));
+        fn(a.words(), b.words(), weight(rng), shift, n, out[0]);
+        return out.bytes();
+    });
+    check_rows("vertical2_u8", &Table::vertical2_u8, [&](auto fn, int n, Pattern p, Rng &rng) {
+        GuardedRow a(rng, p, size_t(n), 1, 0, 255),
+            b(rng, rng.coin() ? p : Pattern::MaxMin, size_t(n), 1, 0, 255);
+        Outputs<int16_t> out(1, size_t(n));
+        fn(a.bytes(), b.bytes(), weight(rng), n, out[0]);
+        return out.bytes();
+    });
+    // n outputs from a row reduced by up to 2, enlarged, or halved exactly.
+    check_rows("horizontal2", &Table::horizontal2, [&](auto fn, int n, Pattern p, Rng &rng) {
+        const int kind = rng.range(0, 3);
+        const int in = kind == 3   ? 2 * n
+                       : kind == 2 ? std::max(1, n * rng.range(26, 39) / 40)
+                                   : rng.range(n / 2 + 1, 2 * n - 1 + (n == 1));
+        const TestAxis axis(in, n, kind == 3 ? 2 : kind == 1 ? 1 : 0);
+        GuardedRow src(rng, p, size_t(in), 2, 0, 255 << 6);
+        Outputs<int16_t> out(1, size_t(n));
+        if (axis.two_tap)
+            fn(src.words(), axis.map, out[0]);
+        return out.bytes();
+    });
+    // Area maps of 2 to 4 inputs an output, and bilinear ones (two taps in four).
+    check_rows("horizontal4", &Table::horizontal4, [&](auto fn, int n, Pattern p, Rng &rng) {
+        const bool area = rng.coin();
+        const int in = area ? n * rng.range(2, 4) : rng.range(n / 2 + 1, 2 * n - 1 + (n == 1));
+        const TestAxis axis(in, n, area ? 2 : 0);
+        std::vector<int32_t> index(axis.index.size());
+        std::vector<int16_t> pair01(2 * index.size()), pair23(2 * index.size());
+        ozmu::frame::QuadMap map{};
+        GuardedRow src(rng, p, size_t(in), 2, 0, 255 << 6);
+        Outputs<int16_t> out(1, size_t(n));
+        const ozmu::frame::AxisMap axis_map{n, axis.begin.data(), axis.offset.data(),
+                                            axis.weight.data()};
+        if (ozmu::frame::build_quad_map(axis_map, in, index.data(), pair01.data(), pair23.data(),
+                                        map))
+            fn(src.words(), map, out[0]);
+        return out.bytes();
+    });
+    check_rows("horizontal2_u8", &Table::horizontal2_u8, [&](auto fn, int n, Pattern p, Rng &rng) {
+        const int kind = rng.range(0, 2);
+        const int in = kind == 2 ? 2 * n : rng.range(n / 2 + 1, 2 * n - 1 + (n == 1));
+        const TestAxis axis(in, n, kind);
+        GuardedRow src(rng, p, size_t(in), 1, 0, 255);
+        Outputs<int16_t> out(1, size_t(n));
+        if (axis.two_tap)
+            fn(src.bytes(), axis.map, out[0]);
+        return out.bytes();
+    });
+
+    // The general vertical filter: a first row, then more, on legal samples; sums as three taps
+    // of up to 2^14 over them leave them, then every rounding shift in use.
+    check_rows("vertical_accumulate", &Table::vertical_accumulate,
+               [&](auto fn, int n, Pattern p, Rng &rng) {
+                   GuardedRow row(rng, p, size_t(n), 2, 0, 1023);
+                   Outputs<int32_t> acc(1, size_t(n));
+                   for (int i = 0; i < n; ++i)
+                       acc[0][i] = rng.range(0, 1 << 24);
+                   fn(acc[0], row.words(), weight(rng), n, rng.range(0, 1));
+                   return acc.bytes();
+               });
+    check_rows("vertical_round", &Table::vertical_round, [&](auto fn, int n, Pattern p, Rng &rng) {
+        const int shift = rng.coin() ? 8 : 10;
+        GuardedRow acc(rng, p, size_t(n), 4, 0, (int64_t{1} << (14 + shift)) - 1);
+        Outputs<int16_t> out(1, size_t(n));
+        fn(reinterpret_cast<const int32_t *>(acc.bytes()), shift, n, out[0]);
+        return out.bytes();
+    });
+    check_rows("box2_u8", &Table::box2_u8, [&](auto fn, int n, Pattern p, Rng &rng) {
+        GuardedRow a(rng, p, size_t(2 * n), 1, 0, 255), b(rng, p, size_t(2 * n), 1, 0, 255);
+        Outputs<uint8_t> out(1, size_t(n));
+        fn(a.bytes(), b.bytes(), n, out[0]);
+        return out.bytes();
+    });
+
+    // Scaled conversions through tables without the two-tap entries take the general path: the
+    // same bytes.
+    const auto full = ozmu::frame::table_for(0);
+    auto general = full;
+    general.vertical2 = nullptr;
+    general.vertical2_u8 = nullptr;
+    general.horizontal2 = nullptr;
+    general.box2_u8 = nullptr;
+    general.horizontal2_u8 = nullptr;
+    general.horizontal4 = nullptr;
+    general.vertical_accumulate = ozmu::ref::vertical_accumulate;
+    general.vertical_round = ozmu::ref::vertical_round;
+    const Case scaled[] = {
+        {OZMU_PIX_I420, OZMU_PIX_RGBA, 61, 35, 40, 23},
+        {OZMU_PIX_I420, OZMU_PIX_I420, 64, 36, 32, 18},
+        {OZMU_PIX_NV12, OZMU_PIX_BGRA, 29, 17, 45, 30},
+        {OZMU_PIX_P010, OZMU_PIX_NV12, 50, 30, 37, 21},
+        {OZMU_PIX_RGBA, OZMU_PIX_RGB24, 33, 20, 23, 15},
+        {OZMU_PIX_I010, OZMU_PIX_ARGB, 19, 9, 7, 5},
+        {OZMU_PIX_YV12, OZMU_PIX_I420, 132, 68, 66, 34},
+        {OZMU_PIX_I420, OZMU_PIX_I420, 99, 45, 33, 15},
+    };
+    for (const Case &c : scaled)
+        for (int mode = 0; mode < 4; ++mode)
+            EXPECT_EQ(convert_with(full, c, mode & 1, 0, 0, mode),
+                      convert_with(general, c, mode & 1, 0, 0, mode))
+                << c.src << "->" << c.dst << " mode " << mode;
+}
+
+// The largest working-scale sample (1023 << 4).
+constexpr int kWorkScaleMax = 16368;
+
+// The staged matrix step of every tier: working-scale rows over the whole legal range (the
+// filters never leave it), every matrix and range.
+TEST(Frame, MatrixRowsOfEveryTierMatchTheReference)
+{
+    using ozmu::frame::Table;
+    using ozmu::test::Pattern;
+    for (auto entry : {&Table::yuv_to_rgba, &Table::yuv_to_bgra, &Table::yuv_to_argb,
+                       &Table::yuv_to_rgb24, &Table::yuv_to_bgr24})
+        check_rows("yuv_to", entry, [](auto fn, int n, Pattern p, Rng &rng) {
+            GuardedRow y(rng, p, size_t(n), 2, 0, kWorkScaleMax),
+                u(rng, p, size_t(n), 2, 0, kWorkScaleMax),
+                v(rng, p, size_t(n), 2, 0, kWorkScaleMax);
+            const auto m = ozmu::frame::yuv_to_rgb_coefficients(rng.range(0, 2), rng.range(0, 1));
+            Outputs<uint8_t> out(1, size_t(4 * n));
+            fn(y.words(), u.words(), v.words(), m, n, out[0]);
+            return out.bytes();
+        });
 }
 
 // ---- Refusals and helpers ----------------------------------------------------------------------
