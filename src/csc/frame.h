@@ -89,6 +89,13 @@ struct QuadMap {
     const int16_t *pair01, *pair23;
 };
 
+// The outputs of a map from `first` on, for the reference to finish what a vector loop left.
+OZMU_SHARED_INLINE QuadMap quad_map_from(const QuadMap &m, int first)
+{
+    return {m.outputs - first, m.inputs, m.index + first, m.pair01 + 2 * first,
+            m.pair23 + 2 * first};
+}
+
 // Byte positions of the channels of a packed RGB pixel; alpha < 0: none.
 struct PackedLayout {
     int bytes, r, g, b, a;

@@ -130,14 +130,8 @@ void horizontal4(const int16_t *in, const frame::QuadMap &map, int16_t *out)
         V::store(out + i, _mm512_permutexvar_epi64(
                               _mm512_set_epi64(7, 5, 3, 1, 6, 4, 2, 0),
                               _mm512_packs_epi32(quad_sums(in, m, i), quad_sums(in, m, i + 16))));
-    if (i < m.outputs) {
-        frame::QuadMap rest = m;
-        rest.outputs = m.outputs - i;
-        rest.index += i;
-        rest.pair01 += 2 * i;
-        rest.pair23 += 2 * i;
-        ref::horizontal4(in, rest, out + i);
-    }
+    if (i < m.outputs)
+        ref::horizontal4(in, frame::quad_map_from(m, i), out + i);
 }
 
 }  // namespace

@@ -211,14 +211,8 @@ void horizontal4(const int16_t *in, const frame::QuadMap &map, int16_t *out)
     for (; i + 8 <= m.outputs; i += 8)
         vst1q_s16(out + i, vrshrn_high_n_s32(vrshrn_n_s32(quad_sums(in, m, i), frame::kQ),
                                              quad_sums(in, m, i + 4), frame::kQ));
-    if (i < m.outputs) {
-        frame::QuadMap rest = m;
-        rest.outputs = m.outputs - i;
-        rest.index += i;
-        rest.pair01 += 2 * i;
-        rest.pair23 += 2 * i;
-        ref::horizontal4(in, rest, out + i);
-    }
+    if (i < m.outputs)
+        ref::horizontal4(in, frame::quad_map_from(m, i), out + i);
 }
 
 }  // namespace
