@@ -9,16 +9,20 @@
 #include <cctype>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <map>
+#include <random>
 #include <sstream>
 #include <string>
 #include <vector>
 
+#include "access_units.h"
 #include "ozmu.h"
 #include "png_io.h"
 #include "tool.h"
+#include "y4m.h"
 
 namespace {
 
@@ -654,6 +658,462 @@ TEST(Headers, AgreeWithTraceHeaders)
         }
     }
     EXPECT_GE(streams, 25);
+}
+
+// --- The pieces under the commands ---------------------------------------------------------
+
+using Words = std::vector<std::string>;
+
+// Args over the words that follow a command's name.
+ozmu_tool::Args make_args(Words words)
+{
+    words.insert(words.begin(), "command");
+    std::vector<char *> argv;
+    for (std::string &w : words)
+        argv.push_back(w.data());
+    argv.push_back(nullptr);
+    return ozmu_tool::Args(static_cast<int>(words.size()), argv.data());
+}
+
+TEST(ToolArgs, OptionFormsInAnyOrder)
+{
+    ozmu_tool::Args args = make_args(
+        {"--json", "in.y4m", "--size", "64x48", "-", "--format=nv12", "out.png", "--to", "-"});
+    std::string to, size, format, frame;
+    EXPECT_TRUE(args.take("to", &to));  // taken out of order, its value a lone "-"
+    EXPECT_TRUE(args.take("size", &size));
+    EXPECT_TRUE(args.take("format", &format));
+    EXPECT_EQ(to + " " + size + " " + format, "- 64x48 nv12");
+    EXPECT_TRUE(args.take_flag("json"));
+    EXPECT_FALSE(args.take("frame", &frame));
+    EXPECT_EQ(args.positional(), (Words{"in.y4m", "-", "out.png"}));
+    EXPECT_EQ(args.unknown_option(), "");
+    EXPECT_FALSE(args.missing_value());
+
+    ozmu_tool::Args missing = make_args({"in.y4m", "--frame"});
+    EXPECT_FALSE(missing.take("frame", &frame));
+    EXPECT_TRUE(missing.missing_value());
+    EXPECT_EQ(missing.positional(), Words{"in.y4m"});
+}
+
+TEST(ToolArgs, NamesMatchWholeAndLeftoversAreReported)
+{
+    // "--sizes" is not "--size", nor is "--size=..." the option "siz" or the flag "size".
+    ozmu_tool::Args args = make_args({"--sizes", "1x1", "--size=2x2", "a", "--json=yes", "b"});
+    std::string value;
+    EXPECT_FALSE(args.take("siz", &value));
+    EXPECT_FALSE(args.take_flag("size"));
+    EXPECT_TRUE(args.take("size", &value));
+    EXPECT_EQ(value, "2x2");
+    EXPECT_FALSE(args.take_flag("json"));
+    EXPECT_EQ(args.unknown_option(), "--sizes");  // the first one nobody took
+    EXPECT_EQ(make_args({"-", "--bogus", "x"}).unknown_option(), "--bogus");
+}
+
+TEST(ToolParseSize, AcceptedAndRefusedForms)
+{
+    for (const auto &[text, want] : {std::pair{"1x1", "1 1"},
+                                     {"640x480", "640 480"},
+                                     {"16384x16384", "16384 16384"},
+                                     {"16384x2", "16384 2"}}) {
+        int width = 0, height = 0;
+        EXPECT_TRUE(ozmu_tool::parse_size(text, &width, &height)) << text;
+        EXPECT_EQ(std::to_string(width) + " " + std::to_string(height), want);
+    }
+    // The last three would wrap to 10 in 32 or 64 bits.
+    // clang-format off
+    const char *const refused[] = {"", "x", "10", "0x10", "10x0", "16385x10", "10x16385", "x10",
+        "10x", " 10x10", "10x10 ", "10x10x", "10x10x10", "+10x10", "-10x10", "10X10", "10*10",
+        "1e3x10", "10.5x10", "4294967306x10", "10x4294967306", "18446744073709551626x10"};
+    // clang-format on
+    for (const char *bad : refused) {
+        int width = 0, height = 0;
+        EXPECT_FALSE(ozmu_tool::parse_size(bad, &width, &height)) << '"' << bad << '"';
+    }
+}
+
+TEST(ToolOutput, WrittenWholeOnCommitOrNotAtAll)
+{
+    const fs::path dir = fs::temp_directory_path() / ("ozmu_output_" + std::to_string(getpid()));
+    fs::remove_all(dir);
+    fs::create_directories(dir / "taken");  // a folder where a file should go: rename fails
+    auto listing = [&] {
+        Words names;
+        for (const auto &entry : fs::directory_iterator(dir))
+            names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    };
+    ozmu_tool::Io io;
+    io.out = std::tmpfile();
+    ASSERT_TRUE(io.out);
+    const std::string path = (dir / "out.bin").string();
+    std::string error;
+    {
+        ozmu_tool::Output never(io, path);
+        never.bytes() = {1, 2, 3};
+    }
+    EXPECT_EQ(listing(), Words{"taken"});
+
+    for (const fs::path &bad : {dir / "taken", dir / "no_such_folder" / "out.bin"}) {
+        ozmu_tool::Output output(io, bad.string());
+        output.bytes().assign(1000, 7);
+        EXPECT_FALSE(output.commit(&error)) << bad;
+        EXPECT_NE(error, "");
+        EXPECT_EQ(listing(), Words{"taken"}) << bad;  // no partial file left
+        EXPECT_TRUE(fs::is_empty(dir / "taken"));
+    }
+
+    std::ofstream(path) << "an older and longer content";
+    ozmu_tool::Output output(io, path);
+    output.bytes() = {'n', 'e', 'w', 0, '\n'};
+    ASSERT_TRUE(output.commit(&error)) << error;
+    EXPECT_EQ(slurp(path), std::string("new\0\n", 5));
+    EXPECT_EQ(listing(), (Words{"out.bin", "taken"}));
+
+    ozmu_tool::Output dash(io, "-");
+    dash.bytes() = {'Y', 0, 'Z'};
+    ASSERT_TRUE(dash.commit(&error)) << error;
+    EXPECT_EQ(slurp(io.out), std::string("Y\0Z", 3));
+    EXPECT_FALSE(fs::exists("-"));
+    std::fclose(io.out);
+    fs::remove_all(dir);
+}
+
+// The bytes of a string as the Y4M reader takes them (the string must outlive the file).
+bool parse_y4m(const std::string &text, ozmu_tool::Y4mFile *file, std::string *error)
+{
+    return ozmu_tool::y4m_parse(reinterpret_cast<const uint8_t *>(text.data()), text.size(), file,
+                                error);
+}
+
+// A stream header's fields on one line, to compare them all at once.
+std::string describe(const ozmu_tool::Y4mInfo &i)
+{
+    char text[200];
+    std::snprintf(text, sizeof text, "%dx%d pix%d %d-bit siting%d F%d:%d A%d:%d I%c range%d C%s",
+                  i.width, i.height, i.format, i.bit_depth, i.siting, i.fps_num, i.fps_den,
+                  i.sar_num, i.sar_den, i.interlace, i.range, i.chroma.c_str());
+    return text;
+}
+
+// pix1 I420, pix5 I422, pix6 I444, pix7 GRAY8, pix8 I010; siting1 centred; range-1 unknown.
+TEST(ToolY4m, HeadersThatParse)
+{
+    struct Row {
+        const char *header;  // after "YUV4MPEG2"
+        size_t frame_size;
+        const char *fields;
+    };
+    // clang-format off
+    const Row rows[] = {
+        {" W6 H4", 36, "6x4 pix1 8-bit siting1 F0:0 A0:0 I? range-1 C420jpeg"},
+        {" W6 H4 C420jpeg", 36, "6x4 pix1 8-bit siting1 F0:0 A0:0 I? range-1 C420jpeg"},
+        {" W6 H4 C420mpeg2", 36, "6x4 pix1 8-bit siting0 F0:0 A0:0 I? range-1 C420mpeg2"},
+        {" W6 H4 C420paldv", 36, "6x4 pix1 8-bit siting0 F0:0 A0:0 I? range-1 C420paldv"},
+        {" W5 H3 C420", 15 + 2 * 6, "5x3 pix1 8-bit siting0 F0:0 A0:0 I? range-1 C420"},
+        {" W5 H3 C422", 15 + 2 * 9, "5x3 pix5 8-bit siting0 F0:0 A0:0 I? range-1 C422"},
+        {" W5 H3 C444", 45, "5x3 pix6 8-bit siting0 F0:0 A0:0 I? range-1 C444"},
+        {" W5 H3 Cmono", 15, "5x3 pix7 8-bit siting0 F0:0 A0:0 I? range-1 Cmono"},
+        {" W5 H3 C420p10", 2 * (15 + 2 * 6), "5x3 pix8 10-bit siting0 F0:0 A0:0 I? range-1 C420p10"},
+        {" W6 H4 F30000:1001 Ib A128:117 XCOLORRANGE=FULL", 36, "6x4 pix1 8-bit siting1 F30000:1001 A128:117 Ib range1 C420jpeg"},
+        {" W6 H4 F0:1 A2:4 It XCOLORRANGE=LIMITED XYSCSS=420JPEG Zfuture", 36, "6x4 pix1 8-bit siting1 F0:0 A2:4 It range0 C420jpeg"},
+        {"  H4  W6 F25:0 Im XCOLORRANGE=OTHER C444 ", 72, "6x4 pix6 8-bit siting0 F0:0 A0:0 Im range-1 C444"},
+    };
+    // clang-format on
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.header);
+        const std::string header = std::string("YUV4MPEG2") + row.header;
+        const std::string first = "FRAME Ip XSOMETHING=1\n", second = "FRAME\n";
+        const std::string text = header + "\n" + first + std::string(row.frame_size, 'a') + second +
+                                 std::string(row.frame_size, 'b');
+        ozmu_tool::Y4mFile file;
+        std::string error;
+        ASSERT_TRUE(parse_y4m(text, &file, &error)) << error;
+        EXPECT_EQ(describe(file.info), row.fields);
+        EXPECT_EQ(file.info.header, header);
+        EXPECT_EQ(file.frame_size, row.frame_size);
+        const size_t data = header.size() + 1 + first.size();
+        EXPECT_EQ(file.frame_data,
+                  (std::vector<size_t>{data, data + row.frame_size + second.size()}));
+        EXPECT_EQ(file.frame(1).plane[0], file.base + file.frame_data[1]);
+    }
+    ozmu_tool::Y4mFile empty;
+    std::string error;
+    EXPECT_TRUE(parse_y4m("YUV4MPEG2 W2 H2\n", &empty, &error)) << error;
+    EXPECT_EQ(empty.frame_count(), 0u);
+}
+
+TEST(ToolY4m, StreamsThatAreRefused)
+{
+    const std::string head = "YUV4MPEG2 W2 H2 C444\n", frame = "FRAME\n" + std::string(12, 'p');
+    struct Row {
+        std::string text;
+        const char *error;
+    };
+    const Row rows[] = {
+        {"YUV4MPEG2 H2\n", "no width (W)"},
+        {"YUV4MPEG2 W2\n", "no height (H)"},
+        {"YUV4MPEG2 W0 H2\n", "out of range"},
+        {"YUV4MPEG2 W2 H16385\n", "out of range"},
+        {"YUV4MPEG2 W2147483648 H2\n", "bad width"},
+        {"YUV4MPEG2 W99999999999 H2\n", "bad width"},
+        {"YUV4MPEG2 W-2 H2\n", "bad width"},
+        {"YUV4MPEG2 W2 H\n", "bad height"},
+        {"YUV4MPEG2 W2 H2 F30\n", "bad frame rate"},
+        {"YUV4MPEG2 W2 H2 F:1\n", "bad frame rate"},
+        {"YUV4MPEG2 W2 H2 A1:\n", "bad aspect ratio"},
+        {"YUV4MPEG2 W2 H2 Ipp\n", "bad interlacing"},
+        {"YUV4MPEG2 W2 H2 C420p12\n", "unsupported chroma layout C420p12"},
+        {"YUV4MPEG2 W2 H2 C420JPEG\n", "unsupported chroma layout"},
+        {"YUV4MPEG3 W2 H2\n", "not a YUV4MPEG2 stream"},
+        {"YUV4MPEG2W2 H2\n", "not a YUV4MPEG2 stream"},
+        {"YUV4MPEG2 W2 H2 C444", "not terminated"},
+        {head + "FRAMX\n" + std::string(12, 'p'), "frame 1: no FRAME header"},
+        {head + frame + "FRAMES\n" + std::string(12, 'p'), "frame 2: no FRAME header"},
+        {head + frame + "FRAME\n" + std::string(11, 'p'), "frame 2 is truncated (11 of 12 bytes)"},
+        {head + frame + "FRAME", "frame 2 is truncated (0 of 12 bytes)"},
+        {head + frame + "p", "frame 2: no FRAME header"},  // a byte after the last frame
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.text.substr(0, 40));
+        ozmu_tool::Y4mFile file;
+        std::string error;
+        EXPECT_FALSE(parse_y4m(row.text, &file, &error));
+        EXPECT_NE(error.find(row.error), std::string::npos) << error;
+    }
+}
+
+// Frames written from planes with padded, bottom-up rows read back as the same samples, and
+// every header field the writer takes comes back.
+TEST(ToolY4m, WrittenStreamsParseBack)
+{
+    using ozmu_tool::Y4mInfo;
+    constexpr int kLeft = OZMU_SITING_LEFT, kFull = OZMU_RANGE_FULL, kLimited = OZMU_RANGE_LIMITED;
+    struct Row {
+        Y4mInfo written;     // bit depth, chroma and header are the writer's to choose
+        const char *fields;  // what the reader must find
+    };
+    // clang-format off
+    const Row rows[] = {
+        {{7, 5, OZMU_PIX_I420, 0, OZMU_SITING_CENTER, kFull, 30000, 1001, 16, 11, 'p', "", ""}, "7x5 pix1 8-bit siting1 F30000:1001 A16:11 Ip range1 C420jpeg"},
+        {{7, 5, OZMU_PIX_I420, 0, kLeft, kLimited, 0, 0, 0, 0, '?', "", ""}, "7x5 pix1 8-bit siting0 F25:1 A0:0 Ip range0 C420mpeg2"},
+        {{7, 5, OZMU_PIX_I422, 0, kLeft, ozmu_tool::kY4mRangeUnknown, 24, 1, 1, 1, 't', "", ""}, "7x5 pix5 8-bit siting0 F24:1 A1:1 It range-1 C422"},
+        {{7, 5, OZMU_PIX_I444, 0, kLeft, kFull, 50, 1, 0, 0, 'b', "", ""}, "7x5 pix6 8-bit siting0 F50:1 A0:0 Ib range1 C444"},
+        {{7, 5, OZMU_PIX_GRAY8, 0, kLeft, kLimited, 1, 2, 4, 3, 'm', "", ""}, "7x5 pix7 8-bit siting0 F1:2 A4:3 Im range0 Cmono"},
+        {{7, 5, OZMU_PIX_I010, 0, kLeft, kLimited, 60, 1, 0, 0, 'p', "", ""}, "7x5 pix8 10-bit siting0 F60:1 A0:0 Ip range0 C420p10"},
+    };
+    // clang-format on
+    std::mt19937 random(7);
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.fields);
+        std::vector<uint8_t> stream;
+        ASSERT_TRUE(ozmu_tool::y4m_write_header(row.written, &stream));
+        const int format = row.written.format;
+        int planes = 0, rows_of[4];
+        size_t min_stride[4];
+        ASSERT_EQ(ozmu_frame_layout(format, 7, 5, &planes, min_stride, rows_of), OZMU_OK);
+        // Two frames from padded planes stored bottom-up.
+        std::vector<uint8_t> samples[2][4];
+        ozmu_frame frames[2];
+        for (size_t i = 0; i < 2; ++i) {
+            frames[i] = ozmu_frame{format, 7, 5, {}, {}};
+            for (int k = 0; k < planes; ++k) {
+                const ptrdiff_t stride = ptrdiff_t(min_stride[k]) + 5;
+                samples[i][k].resize(size_t(stride) * size_t(rows_of[k]));
+                for (uint8_t &b : samples[i][k])
+                    b = static_cast<uint8_t>(random());
+                frames[i].plane[k] = samples[i][k].data() + stride * (rows_of[k] - 1);
+                frames[i].stride[k] = -stride;
+            }
+            ozmu_tool::y4m_write_frame(frames[i], &stream);
+        }
+
+        ozmu_tool::Y4mFile file;
+        std::string error;
+        ASSERT_TRUE(ozmu_tool::y4m_parse(stream.data(), stream.size(), &file, &error)) << error;
+        EXPECT_EQ(describe(file.info), row.fields);
+        ASSERT_EQ(file.frame_count(), 2u);
+        for (size_t i = 0; i < 2; ++i) {
+            const ozmu_frame read = file.frame(i);
+            EXPECT_EQ(read.format, format);
+            for (int k = 0; k < planes; ++k)
+                for (int r = 0; r < rows_of[k]; ++r)
+                    ASSERT_EQ(0, std::memcmp(read.plane[k] + r * read.stride[k],
+                                             frames[i].plane[k] + r * frames[i].stride[k],
+                                             min_stride[k]))
+                        << "frame " << i << " plane " << k << " row " << r;
+        }
+    }
+    Y4mInfo nv12;
+    nv12.format = OZMU_PIX_NV12;
+    std::vector<uint8_t> untouched{42};
+    EXPECT_FALSE(ozmu_tool::y4m_write_header(nv12, &untouched));
+    EXPECT_EQ(untouched, std::vector<uint8_t>{42});
+}
+
+// An elementary stream built unit by unit: add() puts a start code (four bytes when asked)
+// before the bytes and returns where the start code begins.
+struct Stream {
+    std::vector<uint8_t> bytes;
+    size_t add(std::initializer_list<uint8_t> unit, bool four_byte_code = false)
+    {
+        const size_t at = bytes.size();
+        if (four_byte_code)
+            bytes.push_back(0);
+        bytes.insert(bytes.end(), {0, 0, 1});
+        bytes.insert(bytes.end(), unit);
+        return at;
+    }
+};
+
+struct WantUnit {
+    size_t offset;
+    char picture_type;
+    bool library_key, random_access;
+};
+
+void expect_units(ozmu_tool::Codec codec, const std::vector<uint8_t> &bytes,
+                  const std::vector<WantUnit> &want)
+{
+    const auto units = ozmu_tool::split_access_units(codec, bytes.data(), bytes.size());
+    ASSERT_EQ(units.size(), want.size());
+    for (size_t i = 0; i < units.size(); ++i) {
+        SCOPED_TRACE("unit " + std::to_string(i));
+        const size_t end = i + 1 < want.size() ? want[i + 1].offset : bytes.size();
+        EXPECT_EQ(units[i].offset, want[i].offset);
+        EXPECT_EQ(units[i].size, end - want[i].offset);
+        EXPECT_EQ(units[i].picture_type, want[i].picture_type);
+        EXPECT_EQ(units[i].library_key, want[i].library_key);
+        EXPECT_EQ(units[i].random_access, want[i].random_access);
+    }
+}
+
+// Slice headers below: first_mb_in_slice ue, slice_type ue (5 P, 6 B, 7 I), then stop bits.
+TEST(ToolAccessUnits, H264)
+{
+    Stream s;
+    s.bytes = {0x00};           // bytes before the first start code belong to the first unit
+    s.add({0x09, 0x10}, true);  // delimiter
+    s.add({0x67, 0x42, 0x00, 0x1E, 0xAB}, true);       // SPS
+    s.add({0x68, 0xCE, 0x38, 0x80});                   // PPS
+    s.add({0x65, 0x88, 0x80});                         // IDR slice, MB 0, I
+    s.add({0x65, 0x42, 0x20});                         // IDR slice, MB 1: the same picture
+    s.add({0x0C, 0xFF, 0x80});                         // filler stays
+    const size_t p = s.add({0x41, 0x9A, 0x80}, true);  // MB 0, P: the next picture
+    s.add({0x01, 0x47, 0x80});                         // MB 1, B
+    s.add({0x21, 0x62, 0x20});                         // MB 2, I: still B (B outranks)
+    s.bytes.insert(s.bytes.end(), {0, 0});             // trailing zeros stay behind
+    // Recovery point SEI (payload type 6) after a type-5 message, then a non-IDR I slice.
+    const size_t recovery = s.add({0x06, 0x05, 0x02, 0xAA, 0xBB, 0x06, 0x01, 0x84, 0x80}, true);
+    s.add({0x21, 0x88, 0x80});
+    s.add({0x0A});                                             // end of sequence stays
+    const size_t sei = s.add({0x06, 0x05, 0x01, 0x06, 0x80});  // no recovery point in it
+    s.add({0x41, 0x9A, 0x80});
+    const size_t pps = s.add({0x68, 0xCE, 0x38, 0x80});  // a parameter set opens a unit
+    s.add({0x65, 0x88, 0x80});
+    s.bytes.insert(s.bytes.end(), {0, 0, 0});
+    expect_units(ozmu_tool::Codec::kH264, s.bytes,
+                 {{0, 'I', true, true},
+                  {p, 'B', false, false},
+                  {recovery, 'I', false, true},
+                  {sei, 'P', false, false},
+                  {pps, 'I', true, true}});
+}
+
+// Slice segment headers: first_slice_segment_in_pic_flag, no_output_of_prior_pics_flag (IRAP),
+// PPS id ue, the PPS's two extra bits, slice_type ue (0 B, 1 P, 2 I).
+TEST(ToolAccessUnits, Hevc)
+{
+    Stream s;
+    s.add({0x40, 0x01, 0x0C, 0x01}, true);                 // VPS
+    s.add({0x42, 0x01, 0x01, 0x60});                       // SPS
+    s.add({0x44, 0x01, 0xC5, 0x80});                       // PPS 0: num_extra_slice_header_bits 2
+    s.add({0x26, 0x01, 0xBB, 0x80});                       // IDR_W_RADL, first segment, I
+    s.add({0x26, 0x01, 0x40, 0x80});                       // a later segment of the same picture
+    s.add({0x50, 0x01, 0x05, 0x80});                       // suffix SEI stays
+    const size_t trail = s.add({0x02, 0x01, 0xF5}, true);  // TRAIL_R, first segment, P
+    s.add({0x02, 0x09, 0xF5});  // first segment of layer 1: the same access unit
+    const size_t aud = s.add({0x46, 0x01, 0x50}, true);
+    s.add({0x4E, 0x01, 0x05, 0x01, 0x00, 0x80});         // prefix SEI
+    s.add({0x2A, 0x01, 0xBB, 0x80});                     // CRA, I
+    const size_t trail_n = s.add({0x00, 0x01, 0xFC});    // TRAIL_N, B
+    const size_t idr = s.add({0x28, 0x01, 0xBB, 0x80});  // IDR_N_LP with no parameter sets
+    // The library looks at the first NAL unit only: a unit opening with a VPS is not key.
+    expect_units(ozmu_tool::Codec::kHevc, s.bytes,
+                 {{0, 'I', false, true},
+                  {trail, 'P', false, false},
+                  {aud, 'I', false, true},
+                  {trail_n, 'B', false, false},
+                  {idr, 'I', true, true}});
+}
+
+TEST(ToolAccessUnits, Mpeg4)
+{
+    Stream s;
+    s.add({0xB0, 0x01}, true);  // visual object sequence
+    s.add({0xB5, 0x09});        // visual object
+    s.add({0x20, 0x08, 0x84});  // video object layer
+    s.add({0xB6, 0x10, 0x55});  // I-VOP
+    const size_t p = s.add({0xB6, 0x50, 0x55});
+    const size_t gov = s.add({0xB3, 0x00, 0x10});
+    s.add({0xB2, 0x41, 0x42});  // user data
+    s.add({0xB6, 0x10, 0x66});
+    const size_t b = s.add({0xB6, 0x90, 0x11});
+    s.add({0xB1});  // end of sequence stays with the last VOP
+    const size_t sprite = s.add({0xB6, 0xD0});
+    expect_units(ozmu_tool::Codec::kMpeg4, s.bytes,
+                 {{0, 'I', true, true},
+                  {p, 'P', false, false},
+                  {gov, 'I', true, true},
+                  {b, 'B', false, false},
+                  {sprite, 'S', false, false}});
+}
+
+TEST(ToolPng, BottomUpPicturesRoundTripAndDamageIsRefused)
+{
+    if (!ozmu_tool::png_available())
+        GTEST_SKIP() << "the tool was built without libpng";
+    ozmu_tool::PngPicture picture;
+    std::string error;
+    auto decode = [&](const uint8_t *data, size_t size) {
+        return ozmu_tool::png_decode(data, size, ozmu_tool::PngChannels::kNative, &picture, &error);
+    };
+    std::mt19937 random(11);
+    for (const int channels : {3, 4}) {
+        SCOPED_TRACE(channels);
+        const int width = 5, height = 3;
+        const ptrdiff_t stride = width * channels + 2;
+        std::vector<uint8_t> memory(size_t(stride) * height);
+        for (uint8_t &b : memory)
+            b = static_cast<uint8_t>(random());
+        const uint8_t *top = memory.data() + stride * (height - 1);
+        std::vector<uint8_t> file{0x5A};  // encoding appends
+        ASSERT_TRUE(ozmu_tool::png_encode(top, width, height, -stride, channels, &file, &error))
+            << error;
+        ASSERT_EQ(file[0], 0x5A);
+        ASSERT_TRUE(decode(file.data() + 1, file.size() - 1)) << error;
+        EXPECT_EQ(std::to_string(picture.width) + "x" + std::to_string(picture.height) + "x" +
+                      std::to_string(picture.channels),
+                  "5x3x" + std::to_string(channels));
+        std::vector<uint8_t> want;
+        for (int y = 0; y < height; ++y)
+            want.insert(want.end(), top - y * stride, top - y * stride + width * channels);
+        EXPECT_EQ(picture.pixels, want);
+
+        for (size_t cut = 1; cut < file.size() - 1; ++cut)  // ASan watches the reads
+            EXPECT_FALSE(decode(file.data() + 1, cut)) << cut;
+        EXPECT_FALSE(decode(file.data() + 1, file.size() / 2));
+        EXPECT_NE(error.find("truncated"), std::string::npos) << error;
+
+        std::vector<uint8_t> unchanged{1};  // rows overlapping: refused, nothing appended
+        EXPECT_FALSE(ozmu_tool::png_encode(top, width, height, width * channels - 1, channels,
+                                           &unchanged, &error));
+        EXPECT_EQ(unchanged, std::vector<uint8_t>{1});
+    }
+    const std::string y4m = "YUV4MPEG2 W2 H2\n";
+    EXPECT_FALSE(decode(reinterpret_cast<const uint8_t *>(y4m.data()), y4m.size()));
+    EXPECT_EQ(error, "not a PNG file");
 }
 
 }  // namespace
