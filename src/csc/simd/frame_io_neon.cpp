@@ -221,7 +221,7 @@ template <int Bytes, int R, int G, int B, bool Left, bool Pairs>
         uint8x8_t uu, vv;
         chroma8<Left>(sums[0], sums[1], sums[2], uvk, uu, vv);
         if constexpr (Pairs) {
-            vst2_u8(u, uint8x8x2_t{{uu, vv}});
+            vst2_u8(u, (uint8x8x2_t{{uu, vv}}));
             u += kStep;
         } else {
             vst1_u8(u, uu);
@@ -407,7 +407,7 @@ void rgb_to_uv_rows(const int16_t *const rgb0[3], const int16_t *const rgb1[3], 
         chroma8<Left>(sums[0], sums[1], sums[2], k, uu, vv);
         const ptrdiff_t at = static_cast<ptrdiff_t>(x / 2) * step;
         if (pairs) {
-            vst2_u8(u + at, uint8x8x2_t{{uu, vv}});
+            vst2_u8(u + at, (uint8x8x2_t{{uu, vv}}));
         } else if (step == 1) {
             vst1_u8(u + at, uu);
             vst1_u8(v + at, vv);

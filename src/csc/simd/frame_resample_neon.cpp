@@ -40,7 +40,8 @@ void vertical2(const int16_t *a, const int16_t *b, int weight_b, int shift, int 
     };
     const auto step = [&](int x) {
         const int16x8x2_t va = vld1q_s16_x2(a + x), vb = vld1q_s16_x2(b + x);
-        vst1q_s16_x2(out + x, {blend(va.val[0], vb.val[0]), blend(va.val[1], vb.val[1])});
+        const int16x8x2_t blended = {{blend(va.val[0], vb.val[0]), blend(va.val[1], vb.val[1])}};
+        vst1q_s16_x2(out + x, blended);
     };
     int x = 0;
     for (; x + kStep <= n; x += kStep)
@@ -64,8 +65,9 @@ void vertical2_u8(const uint8_t *a, const uint8_t *b, int weight_b, int n, int16
         const int16x8_t d1 = vshlq_n_s16(vreinterpretq_s16_u16(vsubl_high_u8(vb, va)), 7);
         const int16x8_t a0 = vreinterpretq_s16_u16(vshll_n_u8(vget_low_u8(va), frame::kWorkShift8));
         const int16x8_t a1 = vreinterpretq_s16_u16(vshll_high_n_u8(va, frame::kWorkShift8));
-        vst1q_s16_x2(out + x,
-                     {vaddq_s16(a0, vqrdmulhq_s16(d0, w)), vaddq_s16(a1, vqrdmulhq_s16(d1, w))});
+        const int16x8x2_t blended = {
+            {vaddq_s16(a0, vqrdmulhq_s16(d0, w)), vaddq_s16(a1, vqrdmulhq_s16(d1, w))}};
+        vst1q_s16_x2(out + x, blended);
     };
     int x = 0;
     for (; x + kStep <= n; x += kStep)
