@@ -139,9 +139,10 @@ std::string numbered(const std::string &pattern, size_t index)
     const size_t percent = pattern.find('%');
     char number[32];
     if (percent != std::string::npos) {
+        // valid_pattern() admitted only "%d" or "%0Nd" here.
         const size_t d = pattern.find('d', percent);
-        const std::string spec = pattern.substr(percent, d - percent + 1);
-        std::snprintf(number, sizeof number, spec.c_str(), static_cast<int>(index));
+        const std::string conversion = pattern.substr(percent, d - percent + 1);
+        std::snprintf(number, sizeof number, conversion.c_str(), static_cast<int>(index));
         return pattern.substr(0, percent) + number + pattern.substr(d + 1);
     }
     std::snprintf(number, sizeof number, "-%04zu", index);
