@@ -74,63 +74,17 @@ struct Picture {
     ozmu_convert_opts opts;
 };
 
-// table == nullptr: the exported ozmu_convert.
-void BM_frame_to_rgba(benchmark::State &state, int format, const ozmu::frame::Table *table)
+// One conversion through `table`, or through the exported ozmu_convert when it is null.
+void convert_or_abort(const ozmu::frame::Table *table, const ozmu_frame &src, const ozmu_frame &dst,
+                      const ozmu_convert_opts &opts)
 {
-    using Clock = std::chrono::steady_clock;
-    Picture p(format);
-    const auto ours = [&] {
-        const int rc = table != nullptr ? ozmu::frame::convert(*table, &p.src, &p.dst, &p.opts)
-                                        : ozmu_convert(&p.src, &p.dst, &p.opts);
-        if (rc != OZMU_OK)
-            std::abort();
-    };
-#ifdef OZMU_BENCH_HAVE_LIBYUV
-    std::vector<uint8_t> theirs(p.rgba.size());
-    const auto peer = [&] {
-        using namespace libyuv;
-        if (format == OZMU_PIX_NV12)
-            NV12ToABGRMatrix(p.y.data(), kW, p.u.data(), kW, theirs.data(), 4 * kW,
-                             &kYuvH709Constants, kW, kH);
-        else  // I420ToABGR with BT.709: the ARGB routine with U and V swapped, as libyuv does
-            I420ToARGBMatrix(p.y.data(), kW, p.v.data(), kW / 2, p.u.data(), kW / 2, theirs.data(),
-                             4 * kW, &kYvuH709Constants, kW, kH);
-    };
-    ours();
-    peer();
-    int worst = 0;
-    for (size_t i = 0; i < theirs.size(); ++i)
-        worst = std::max(worst, std::abs(theirs[i] - p.rgba[i]));
-    state.counters["maxdiff_libyuv"] = worst;
-#endif
-    double ours_s = 0, ours_best = 1e30, peer_s = 0, peer_best = 1e30;
-    for (auto _ : state) {
-        auto t0 = Clock::now();
-        ours();
-        benchmark::ClobberMemory();
-        auto t1 = Clock::now();
-        const double ours_iter = std::chrono::duration<double>(t1 - t0).count();
-        ours_s += ours_iter;
-        ours_best = std::min(ours_best, ours_iter);
-#ifdef OZMU_BENCH_HAVE_LIBYUV
-        t0 = Clock::now();
-        peer();
-        benchmark::ClobberMemory();
-        t1 = Clock::now();
-        const double peer_iter = std::chrono::duration<double>(t1 - t0).count();
-        peer_s += peer_iter;
-        peer_best = std::min(peer_best, peer_iter);
-#endif
-        state.SetIterationTime(ours_iter);
-    }
-    state.SetItemsProcessed(state.iterations() * int64_t{kW} * kH);
-    if (peer_s > 0) {
-        state.counters["vs_libyuv"] = peer_s / ours_s;
-        state.counters["best_libyuv"] = peer_best / ours_best;
-    }
+    const int rc = table != nullptr ? ozmu::frame::convert(*table, &src, &dst, &opts)
+                                    : ozmu_convert(&src, &dst, &opts);
+    if (rc != OZMU_OK)
+        std::abort();
 }
 
-// One timed round: ours, then the peer (if any), back to back; ratios as above.
+// Timed rounds: ours, then the peer (if any), back to back; ratios as in the header comment.
 template <class Ours, class Peer>
 void time_rounds(benchmark::State &state, Ours ours, Peer peer, bool have_peer)
 {
@@ -170,6 +124,33 @@ int max_difference(const std::vector<uint8_t> &a, const std::vector<uint8_t> &b)
     return worst;
 }
 
+// table == nullptr: the exported ozmu_convert.
+void BM_frame_to_rgba(benchmark::State &state, int format, const ozmu::frame::Table *table)
+{
+    Picture p(format);
+    const auto ours = [&] { convert_or_abort(table, p.src, p.dst, p.opts); };
+    bool have_peer = false;
+    std::vector<uint8_t> theirs(p.rgba.size());
+    const auto peer = [&] {
+#ifdef OZMU_BENCH_HAVE_LIBYUV
+        using namespace libyuv;
+        if (format == OZMU_PIX_NV12)
+            NV12ToABGRMatrix(p.y.data(), kW, p.u.data(), kW, theirs.data(), 4 * kW,
+                             &kYuvH709Constants, kW, kH);
+        else  // I420ToABGR with BT.709: the ARGB routine with U and V swapped, as libyuv does
+            I420ToARGBMatrix(p.y.data(), kW, p.v.data(), kW / 2, p.u.data(), kW / 2, theirs.data(),
+                             4 * kW, &kYvuH709Constants, kW, kH);
+#endif
+    };
+#ifdef OZMU_BENCH_HAVE_LIBYUV
+    have_peer = true;
+    ours();
+    peer();
+    state.counters["maxdiff_libyuv"] = max_difference(p.rgba, theirs);
+#endif
+    time_rounds(state, ours, peer, have_peer);
+}
+
 uint32_t next_random(uint32_t &seed) { return seed = seed * 1664525u + 1013904223u; }
 
 void BM_frame_rgba_to_i420(benchmark::State &state, const ozmu::frame::Table *table)
@@ -196,12 +177,7 @@ void BM_frame_rgba_to_i420(benchmark::State &state, const ozmu::frame::Table *ta
     ozmu_convert_opts opts;
     ozmu_convert_opts_init(&opts);
     opts.siting = OZMU_SITING_CENTER;
-    const auto ours = [&] {
-        const int rc = table != nullptr ? ozmu::frame::convert(*table, &src, &dst, &opts)
-                                        : ozmu_convert(&src, &dst, &opts);
-        if (rc != OZMU_OK)
-            std::abort();
-    };
+    const auto ours = [&] { convert_or_abort(table, src, dst, opts); };
     bool have_peer = false;
     std::vector<uint8_t> theirs(planes.size());
     const auto peer = [&] {
@@ -245,12 +221,7 @@ void BM_frame_p010_to_bgra(benchmark::State &state, int chroma, const ozmu::fram
     ozmu_convert_opts_init(&opts);
     opts.matrix = OZMU_MATRIX_BT709;
     opts.chroma = chroma;
-    const auto ours = [&] {
-        const int rc = table != nullptr ? ozmu::frame::convert(*table, &src, &dst, &opts)
-                                        : ozmu_convert(&src, &dst, &opts);
-        if (rc != OZMU_OK)
-            std::abort();
-    };
+    const auto ours = [&] { convert_or_abort(table, src, dst, opts); };
     bool have_peer = false;
     std::vector<uint8_t> theirs(bgra.size());
     const auto peer = [&] {

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "csc/frame.h"
-#include "icount.h"
+#include "frame_icount.h"
 #include "ozmu.h"
 
 namespace {
@@ -41,7 +41,6 @@ int main()
     for (uint8_t &b : planes)
         b = static_cast<uint8_t>((seed = seed * 1103515245u + 12345u) >> 24);
 
-    const ozmu::frame::Table reference = ozmu::frame::table_for(0);
     long tag = 10;
     for (const Work &w : kWorks) {
         ozmu_frame src{};
@@ -65,21 +64,8 @@ int main()
         opts.matrix = OZMU_MATRIX_BT709;
         opts.chroma = w.chroma;
         opts.siting = w.siting;
-        for (int version = 0; version < 2; ++version) {
-            const auto run = [&] {
-                return version == 0 ? ozmu_convert(&src, &dst, &opts)
-                                    : ozmu::frame::convert(reference, &src, &dst, &opts);
-            };
-            if (run() != OZMU_OK)  // warm the code and the pages
-                return 1;
-            icount_mark(tag);
-            run();
-            icount_mark(tag + 1);
-            std::printf("tags %ld..%ld: %s %s, per pixel = (count(%ld) - count(%ld)) / %zu\n", tag,
-                        tag + 1, version == 0 ? "ozmu_convert" : "reference", w.name, tag + 1, tag,
-                        luma);
-            tag += 2;
-        }
+        if (!count_convert(src, dst, opts, w.name, luma, tag))
+            return 1;
     }
     return 0;
 }
